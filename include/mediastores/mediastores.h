@@ -1,0 +1,14 @@
+// Umbrella header of the installed public API of libmediastores.
+#ifndef MEDIASTORES_MEDIASTORES_H_
+#define MEDIASTORES_MEDIASTORES_H_
+
+#include "mediastores/assertion.h"
+#include "mediastores/clock.h"
+#include "mediastores/config_data.h"
+#include "mediastores/export.h"
+#include "mediastores/kel_unknown.h"
+#include "mediastores/result_codes.h"
+#include "mediastores/thread.h"
+#include "mediastores/trace.h"
+
+#endif  // MEDIASTORES_MEDIASTORES_H_
