@@ -82,8 +82,9 @@ class COxEventThread::Impl : public IOxEventQueue {
     IOxEvent* event;
     bool* done;  // set for a sent event: the sender waits for it
   };
-  // Sent events jump ahead of posted ones: their sender is blocked.
-  static constexpr uint32_t kSendPriority = ~0U;
+  // Sent events queue behind what was posted before them at the usual priority, so a module sees
+  // its notifications in the order they were fired.
+  static constexpr uint32_t kSendPriority = 128;
 
   void Run() {
     std::unique_lock<std::mutex> lock(m_mutex);

@@ -40,8 +40,9 @@ class MEDIASTORES_API IOxEventQueue {
   // priority run in the order they were posted. Returns 0, or -1 for a null event (nothing
   // queued).
   virtual int PostEvent(IOxEvent* event, uint32_t priority) = 0;
-  // Blocks the caller until `event` has fired on the queue's thread. Called on the queue's own
-  // thread, the event fires in place. Returns 0, or -1 for a null event.
+  // Blocks the caller until `event` has fired on the queue's thread (it queues at priority 128,
+  // behind what is already queued there). Called on the queue's own thread, the event fires in
+  // place. Returns 0, or -1 for a null event.
   virtual int SendEvent(IOxEvent* event) = 0;
 };
 
