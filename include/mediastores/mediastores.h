@@ -8,7 +8,9 @@
 #include "mediastores/export.h"
 #include "mediastores/kel_unknown.h"
 #include "mediastores/result_codes.h"
+#include "mediastores/safe_lib.h"
 #include "mediastores/thread.h"
+#include "mediastores/timer_fact.h"
 #include "mediastores/trace.h"
 
 #endif  // MEDIASTORES_MEDIASTORES_H_
