@@ -12,4 +12,13 @@
 #include "platform/mutex.h"
 #include "platform/text_formator.h"
 
+
+// Configuration store
+#include "atom_map.h"
+#include "config_event_handler.h"
+#include "kel_config_observer_mgr.h"
+#include "kel_config_registry.h"
+#include "kel_config_store.h"
+
+
 #endif  // MEDIASTORES_INTERNAL_H_

@@ -1,0 +1,232 @@
+// Configuration store: value reads and writes next to a bare locked map (the floor the store's
+// design implies), and the registry's create/release/clean-up with few and many calls.
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "mediastores_internal.h"
+
+namespace {
+
+using kelStore::IKelConfig;
+
+constexpr int kKeys = 64;  // values per group in a busy call
+constexpr auto kGroup = kelStore::kGroupVideo;
+
+std::vector<std::string> MakeKeys() {
+  std::vector<std::string> keys;
+  for (int i = 0; i < kKeys; ++i)
+    keys.push_back("video.encoder.param" + std::to_string(i));
+  return keys;
+}
+
+const std::vector<std::string>& Keys() {
+  static const std::vector<std::string> keys = MakeKeys();
+  return keys;
+}
+
+// Key indexes in a fixed pseudo-random order. A cyclic order would let the branch predictor learn
+// the tree walk, and then the figures depend on where the code happens to lie in memory.
+constexpr size_t kOrderMask = 4095;
+const std::vector<int>& Order() {
+  static const std::vector<int> order = [] {
+    std::vector<int> indexes;
+    uint32_t seed = 1;
+    for (size_t i = 0; i <= kOrderMask; ++i) {
+      seed = seed * 1664525u + 1013904223u;
+      indexes.push_back(static_cast<int>((seed >> 16) % kKeys));
+    }
+    return indexes;
+  }();
+  return order;
+}
+
+// The floor: a std::map under a recursive mutex, keyed by ready-made strings.
+struct FloorMap {
+  std::recursive_mutex mutex;
+  std::map<std::string, ConfigData> map;
+
+  FloorMap() {
+    for (const std::string& key : Keys())
+      map[key] = ConfigData(30);
+  }
+};
+
+// A registered store holding the same values.
+struct StoreFixture {
+  IKelConfig* store = nullptr;
+
+  StoreFixture() {
+    kelStore::CreateKelConfig(1, &store);
+    for (const std::string& key : Keys())
+      store->SetKelConfig(kGroup, key.c_str(), ConfigData(30));
+  }
+  ~StoreFixture() { kelStore::DestroyKelConfig(); }
+};
+
+void BM_Get_Floor(benchmark::State& state) {
+  FloorMap floor;
+  ConfigData out;
+  size_t i = 0;
+  for (auto _ : state) {
+    std::lock_guard<std::recursive_mutex> lock(floor.mutex);
+    auto it = floor.map.find(Keys()[Order()[i++ & kOrderMask]]);
+    if (it != floor.map.end()) out = it->second;
+    benchmark::DoNotOptimize(out);
+  }
+}
+BENCHMARK(BM_Get_Floor);
+
+void BM_Get_Store(benchmark::State& state) {
+  StoreFixture fixture;
+  ConfigData out;
+  size_t i = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(
+        fixture.store->GetKelConfig(kGroup, Keys()[Order()[i++ & kOrderMask]].c_str(), out));
+    benchmark::DoNotOptimize(out);
+  }
+}
+BENCHMARK(BM_Get_Store);
+
+// Writes that change the value: each key flips between two values.
+void BM_SetChanged_Floor(benchmark::State& state) {
+  FloorMap floor;
+  const ConfigData values[2] = {ConfigData(30), ConfigData(60)};
+  uint8_t flips[kKeys] = {};
+  size_t i = 0;
+  for (auto _ : state) {
+    const int key = Order()[i++ & kOrderMask];
+    std::lock_guard<std::recursive_mutex> lock(floor.mutex);
+    floor.map[Keys()[key]] = values[flips[key] ^= 1];
+  }
+}
+BENCHMARK(BM_SetChanged_Floor);
+
+void BM_SetChanged_Store(benchmark::State& state) {
+  StoreFixture fixture;
+  const ConfigData values[2] = {ConfigData(30), ConfigData(60)};
+  uint8_t flips[kKeys] = {};
+  size_t i = 0;
+  for (auto _ : state) {
+    const int key = Order()[i++ & kOrderMask];
+    benchmark::DoNotOptimize(
+        fixture.store->SetKelConfig(kGroup, Keys()[key].c_str(), values[flips[key] ^= 1]));
+  }
+}
+BENCHMARK(BM_SetChanged_Store);
+
+// Writes of the value already stored.
+void BM_SetSame_Floor(benchmark::State& state) {
+  FloorMap floor;
+  const ConfigData value(30);
+  size_t i = 0;
+  for (auto _ : state) {
+    std::lock_guard<std::recursive_mutex> lock(floor.mutex);
+    floor.map[Keys()[Order()[i++ & kOrderMask]]] = value;
+  }
+}
+BENCHMARK(BM_SetSame_Floor);
+
+void BM_SetSame_Store(benchmark::State& state) {
+  StoreFixture fixture;
+  const ConfigData value(30);
+  size_t i = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(
+        fixture.store->SetKelConfig(kGroup, Keys()[Order()[i++ & kOrderMask]].c_str(), value));
+  }
+}
+BENCHMARK(BM_SetSame_Store);
+
+// A new key written and removed again (one map node made and freed per iteration).
+void BM_SetNewKeyAndRemove_Floor(benchmark::State& state) {
+  FloorMap floor;
+  const std::string key = "video.encoder.newKey";
+  const ConfigData value(30);
+  for (auto _ : state) {
+    {
+      std::lock_guard<std::recursive_mutex> lock(floor.mutex);
+      floor.map.emplace(key, value);
+    }
+    std::lock_guard<std::recursive_mutex> lock(floor.mutex);
+    floor.map.erase(key);
+  }
+}
+BENCHMARK(BM_SetNewKeyAndRemove_Floor);
+
+void BM_SetNewKeyAndRemove_Store(benchmark::State& state) {
+  StoreFixture fixture;
+  const ConfigData value(30);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(fixture.store->SetKelConfig(kGroup, "video.encoder.newKey", value));
+    benchmark::DoNotOptimize(fixture.store->RemoveKelConfig(kGroup, "video.encoder.newKey"));
+  }
+}
+BENCHMARK(BM_SetNewKeyAndRemove_Store);
+
+// Registers calls 0 .. n-1 (each with count 2) unless that is already the registry's content.
+void RegisterCalls(uint32_t n) {
+  if (kelStore::GetKelConfigSizeForUT() == n) return;
+  kelStore::DestroyKelConfig();
+  for (uint32_t callId = 0; callId < n; ++callId) {
+    IKelConfig* store = nullptr;
+    kelStore::CreateKelConfig(callId, &store);
+  }
+}
+
+// Spreads the accesses over the registered calls.
+uint32_t NextCall(uint32_t& seed, uint32_t n) {
+  seed = seed * 1664525u + 1013904223u;
+  return (seed >> 8) % n;
+}
+
+// Another reference of one registered call, taken and given back: the registry's own cost.
+void BM_Registry_CreateRelease_SameCall(benchmark::State& state) {
+  const auto n = static_cast<uint32_t>(state.range(0));
+  RegisterCalls(n);
+  for (auto _ : state) {
+    IKelConfig* store = nullptr;
+    kelStore::CreateKelConfig(n / 2, &store);
+    kelStore::ReleaseKelConfig(store);
+  }
+}
+BENCHMARK(BM_Registry_CreateRelease_SameCall)->Arg(1000)->Arg(100000);
+
+// The same, each time for another of the registered calls: adds what the memory of many calls
+// costs (their entries are no longer all in the caches).
+void BM_Registry_CreateRelease_SpreadCalls(benchmark::State& state) {
+  const auto n = static_cast<uint32_t>(state.range(0));
+  RegisterCalls(n);
+  uint32_t seed = 1;
+  for (auto _ : state) {
+    IKelConfig* store = nullptr;
+    kelStore::CreateKelConfig(NextCall(seed, n), &store);
+    kelStore::ReleaseKelConfig(store);
+  }
+}
+BENCHMARK(BM_Registry_CreateRelease_SpreadCalls)->Arg(1000)->Arg(100000);
+
+// A whole call: its store made, released by the creator, cleaned up (destroyed), next to n
+// registered calls.
+void BM_Registry_CreateReleaseCleanUp(benchmark::State& state) {
+  const auto n = static_cast<uint32_t>(state.range(0));
+  RegisterCalls(n);
+  uint32_t callId = n;
+  for (auto _ : state) {
+    IKelConfig* store = nullptr;
+    kelStore::CreateKelConfig(callId, &store);
+    kelStore::ReleaseKelConfig(store);
+    kelStore::CleanUpKelConfig(callId);
+    callId = callId + 1 < 2 * n ? callId + 1 : n;
+  }
+}
+BENCHMARK(BM_Registry_CreateReleaseCleanUp)->Arg(1000)->Arg(100000);
+
+}  // namespace
+
+BENCHMARK_MAIN();

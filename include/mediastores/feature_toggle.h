@@ -1,0 +1,417 @@
+// Feature toggles: switches of the engine kept as values of the Feature configuration group.
+//
+// Each KelFeatureToggleID names one key of the Feature group. The key text is the configuration
+// name the toggle is stored under, so a toggle can equally be set or read by that name (through
+// the named configuration operations or a JSON configuration document). An enumerator's name is
+// "KEL_FT_" followed by its key with every '-' written as '_'.
+//
+// The ids are part of the interface between engine builds: a row never moves and is never
+// reused, and some keys keep historic spellings ("EnablClipVolumeCtl", "KEL_FT_Unknow").
+#ifndef MEDIASTORES_FEATURE_TOGGLE_H_
+#define MEDIASTORES_FEATURE_TOGGLE_H_
+
+#include <cstdint>
+
+#include "mediastores/export.h"
+
+namespace kelStore {
+
+// Ids of the feature toggles, consecutive from 0; grouped by the part of the engine they switch.
+enum KelFeatureToggleID : uint32_t {
+  // General session toggles, the oldest rows of the table.
+  KEL_FT_ConnectionTimeEnhancement = 0,
+  KEL_FT_EnableFastSessionSetup = 1,
+  KEL_FT_session_early_media_start = 2,
+  KEL_FT_media_packet_loss_recording_audio_session = 3,
+  KEL_FT_EnableCallQualityMonitor = 4,
+  KEL_FT_EnableMusicDetection = 5,
+  KEL_FT_EnablClipVolumeCtl = 6,
+  KEL_FT_EnableInherentLossProbing = 7,
+
+  // Audio codecs: Opus and its fallbacks.
+  KEL_FT_EnableOpusDtx = 8,
+  KEL_FT_EnableOpusInbandFec = 9,
+  KEL_FT_opus_stereo_send = 10,
+  KEL_FT_EnableOpusFullBand = 11,
+  KEL_FT_opus_adaptive_complexity = 12,
+  KEL_FT_opus_low_bitrate_mode = 13,
+  KEL_FT_opus_frame_size_60ms = 14,
+  KEL_FT_EnableOpusMusicMode = 15,
+  KEL_FT_EnableOpusCbr = 16,
+  KEL_FT_OpusBitrateAdaptation = 17,
+  KEL_FT_EnableG722Fallback = 18,
+  KEL_FT_EnableG711Passthrough = 19,
+  KEL_FT_audio_codec_renegotiation = 20,
+  KEL_FT_EnableAacLdForContent = 21,
+  KEL_FT_EnableNeuralLowBitrateCodec = 22,
+  KEL_FT_EnableComfortNoise = 23,
+  KEL_FT_comfort_noise_rfc3389 = 24,
+  KEL_FT_EnableVadForDtx = 25,
+  KEL_FT_audio_sample_rate_48k_default = 26,
+  KEL_FT_EnableAudioLevelHeaderExtension = 27,
+
+  // Acoustic echo cancellation.
+  KEL_FT_EnableAcousticEchoCanceller = 28,
+  KEL_FT_EnableAecDelayEstimator = 29,
+  KEL_FT_EnableAecNonlinearProcessing = 30,
+  KEL_FT_aec_residual_echo_suppression = 31,
+  KEL_FT_aec_delay_agnostic_mode = 32,
+  KEL_FT_EnableAecRefSignalResampling = 33,
+  KEL_FT_platform_hardware_aec = 34,
+  KEL_FT_aec_stereo_reference = 35,
+  KEL_FT_EnableDoubleTalkDetector = 36,
+  KEL_FT_EnableEchoReturnLossReport = 37,
+  KEL_FT_mobile_aec_speaker_mode = 38,
+
+  // Noise suppression.
+  KEL_FT_EnableNoiseSuppression = 39,
+  KEL_FT_EnableDeepNoiseSuppression = 40,
+  KEL_FT_ns_aggressive_level = 41,
+  KEL_FT_EnableTypingNoiseDetection = 42,
+  KEL_FT_EnableTransientSuppressor = 43,
+  KEL_FT_audio_high_pass_filter = 44,
+  KEL_FT_noise_suppression_music_bypass = 45,
+  KEL_FT_EnableWindNoiseReduction = 46,
+  KEL_FT_EnableBackgroundVoiceRemoval = 47,
+  KEL_FT_ns_model_low_complexity = 48,
+
+  // Automatic gain control and loudness.
+  KEL_FT_EnableAutomaticGainControl = 49,
+  KEL_FT_EnableAgcDigitalCompression = 50,
+  KEL_FT_EnableAgcAnalogAdaptation = 51,
+  KEL_FT_agc_limiter_enabled = 52,
+  KEL_FT_agc_target_level_adaptive = 53,
+  KEL_FT_EnableAgcClippingPredictor = 54,
+  KEL_FT_EnableAgcSpeechProbabilityGate = 55,
+  KEL_FT_mic_volume_boost = 56,
+  KEL_FT_agc_input_volume_controller = 57,
+  KEL_FT_EnablePlayoutLoudnessNormalizer = 58,
+  KEL_FT_EnableHowlingSuppression = 59,
+
+  // Voice activity and speaker detection.
+  KEL_FT_EnableVoiceActivityDetection = 60,
+  KEL_FT_EnableActiveSpeakerDetection = 61,
+  KEL_FT_EnableSpeakingWhileMutedAlert = 62,
+  KEL_FT_active_speaker_switch_hysteresis = 63,
+  KEL_FT_EnableDominantSpeakerRanking = 64,
+
+  // Audio jitter buffer, concealment and mixing.
+  KEL_FT_EnableAdaptiveJitterBuffer = 65,
+  KEL_FT_EnableNetEqFastAccelerate = 66,
+  KEL_FT_EnableJitterBufferTimeStretch = 67,
+  KEL_FT_jitter_buffer_delay_peak_detector = 68,
+  KEL_FT_jitter_buffer_min_delay_override = 69,
+  KEL_FT_EnableAudioPlcExpand = 70,
+  KEL_FT_EnableNeuralPacketLossConcealment = 71,
+  KEL_FT_EnablePlayoutDelayHint = 72,
+  KEL_FT_audio_jitter_buffer_max_packets = 73,
+  KEL_FT_EnableJitterBufferFlushOnReset = 74,
+  KEL_FT_audio_playout_underrun_recovery = 75,
+  KEL_FT_EnableRelativeArrivalDelayFilter = 76,
+  KEL_FT_EnableAudioMixerRampUp = 77,
+  KEL_FT_audio_mixer_max_active_streams = 78,
+  KEL_FT_EnableSpatialAudioMixing = 79,
+
+  // Audio devices and routing.
+  KEL_FT_EnableAudioDeviceHotplug = 80,
+  KEL_FT_EnableDefaultDeviceFollowing = 81,
+  KEL_FT_EnableBluetoothScoRouting = 82,
+  KEL_FT_EnableBluetoothA2dpPlayout = 83,
+  KEL_FT_audio_route_speaker_by_default = 84,
+  KEL_FT_audio_route_headset_priority = 85,
+  KEL_FT_EnableUsbAudioDeviceSupport = 86,
+  KEL_FT_EnableCoreAudioVoiceProcessing = 87,
+  KEL_FT_EnableWasapiExclusiveMode = 88,
+  KEL_FT_EnableAAudioLowLatency = 89,
+  KEL_FT_EnableOpenSlFallback = 90,
+  KEL_FT_audio_device_restart_on_error = 91,
+  KEL_FT_EnableDeviceBufferSizeAdaptation = 92,
+  KEL_FT_audio_stereo_playout = 93,
+  KEL_FT_audio_stereo_capture = 94,
+  KEL_FT_EnableMicMuteDetection = 95,
+  KEL_FT_audio_capture_silence_detection = 96,
+  KEL_FT_EnableVirtualAudioDeviceFilter = 97,
+  KEL_FT_EnableAudioSessionInterruptionHandling = 98,
+  KEL_FT_audio_ducking_other_apps = 99,
+
+  // Video codecs and encoder control.
+  KEL_FT_EnableH264HighProfile = 100,
+  KEL_FT_EnableH264ConstrainedBaseline = 101,
+  KEL_FT_h264_packetization_mode_one = 102,
+  KEL_FT_EnableH264SpsPpsIdrInKeyframe = 103,
+  KEL_FT_EnableH265Encoder = 104,
+  KEL_FT_EnableH265Decoder = 105,
+  KEL_FT_EnableVp8TemporalLayers = 106,
+  KEL_FT_EnableVp9ProfileTwo = 107,
+  KEL_FT_vp9_k_svc_mode = 108,
+  KEL_FT_vp9_flexible_mode = 109,
+  KEL_FT_EnableAv1Encoder = 110,
+  KEL_FT_EnableAv1Decoder = 111,
+  KEL_FT_av1_screen_content_tools = 112,
+  KEL_FT_EnableAv1DependencyDescriptor = 113,
+  KEL_FT_av1_realtime_speed_ten = 114,
+  KEL_FT_EnableVideoCodecSwitching = 115,
+  KEL_FT_video_codec_preference_av1_first = 116,
+  KEL_FT_EnableEncoderComplexityAdaptation = 117,
+  KEL_FT_EnableQpBasedResolutionScaling = 118,
+  KEL_FT_video_quality_scaler = 119,
+  KEL_FT_video_encoder_cpu_overuse_detection = 120,
+  KEL_FT_EnableKeyframeRequestThrottling = 121,
+  KEL_FT_EnableIntraRefresh = 122,
+  KEL_FT_video_long_term_reference_frames = 123,
+  KEL_FT_EnableRoiEncoding = 124,
+  KEL_FT_EnableContentAdaptiveEncoding = 125,
+
+  // Hardware encode and decode.
+  KEL_FT_EnableHardwareH264Encoder = 126,
+  KEL_FT_EnableHardwareH264Decoder = 127,
+  KEL_FT_EnableHardwareHevcEncoder = 128,
+  KEL_FT_EnableHardwareHevcDecoder = 129,
+  KEL_FT_EnableHardwareVp9Decoder = 130,
+  KEL_FT_EnableHardwareAv1Decoder = 131,
+  KEL_FT_hw_encoder_fallback_to_software = 132,
+  KEL_FT_hw_decoder_fallback_to_software = 133,
+  KEL_FT_EnableMediaCodecAsyncMode = 134,
+  KEL_FT_EnableVideoToolboxLowLatency = 135,
+  KEL_FT_EnableNvencEncoder = 136,
+  KEL_FT_EnableQuickSyncEncoder = 137,
+  KEL_FT_EnableD3d11VideoDecoder = 138,
+  KEL_FT_EnableVaapiDecoder = 139,
+  KEL_FT_hw_encoder_blocklist_check = 140,
+  KEL_FT_EnableZeroCopyTextureInput = 141,
+
+  // Video capture and pre-processing.
+  KEL_FT_EnableCameraResolutionFallback = 142,
+  KEL_FT_EnableCameraFrameRateAdaptation = 143,
+  KEL_FT_camera_capture_30fps_cap = 144,
+  KEL_FT_EnableVideoDenoiser = 145,
+  KEL_FT_EnableLowLightEnhancement = 146,
+  KEL_FT_video_background_blur = 147,
+  KEL_FT_EnableVirtualBackground = 148,
+  KEL_FT_video_auto_framing = 149,
+  KEL_FT_EnableFaceDetectionRoi = 150,
+  KEL_FT_EnableVideoFrameDropper = 151,
+  KEL_FT_video_capture_rotation_by_metadata = 152,
+  KEL_FT_EnableMirroredSelfView = 153,
+  KEL_FT_EnableVideoStabilization = 154,
+
+  // Video receive side: frame buffer, decoding and rendering.
+  KEL_FT_EnableVideoJitterBufferV2 = 155,
+  KEL_FT_video_jitter_buffer_frame_delay = 156,
+  KEL_FT_EnableVideoLowLatencyRenderer = 157,
+  KEL_FT_EnableDecodeTimeEstimator = 158,
+  KEL_FT_video_render_vsync_alignment = 159,
+  KEL_FT_renderer_metal_backend = 160,
+  KEL_FT_EnableOpenGlRenderer = 161,
+  KEL_FT_EnableD3d11Renderer = 162,
+  KEL_FT_EnableVulkanRenderer = 163,
+  KEL_FT_render_frame_drop_on_overload = 164,
+  KEL_FT_EnableHdrVideoRendering = 165,
+  KEL_FT_EnableRenderSmoothing = 166,
+  KEL_FT_video_render_scaling_bilinear = 167,
+  KEL_FT_EnableFirstFrameFastRender = 168,
+  KEL_FT_EnableVideoFreezeDetection = 169,
+  KEL_FT_video_freeze_recovery_keyframe = 170,
+
+  // Simulcast and scalable video layers.
+  KEL_FT_EnableSimulcast = 171,
+  KEL_FT_video_simulcast_three_layers = 172,
+  KEL_FT_video_simulcast_two_layers = 173,
+  KEL_FT_EnableSimulcastLayerAllocation = 174,
+  KEL_FT_EnableSimulcastScreenShare = 175,
+  KEL_FT_simulcast_layer_suspension = 176,
+  KEL_FT_EnableSvcL1T3 = 177,
+  KEL_FT_EnableSvcL3T3Key = 178,
+  KEL_FT_svc_spatial_layer_switching = 179,
+  KEL_FT_svc_temporal_layer_drop = 180,
+  KEL_FT_EnableScalabilityModeNegotiation = 181,
+  KEL_FT_EnableLayerSelectionByBandwidth = 182,
+  KEL_FT_EnableLayerSelectionByViewport = 183,
+  KEL_FT_EnableReceiverLayerRequest = 184,
+  KEL_FT_simulcast_resolution_alignment = 185,
+  KEL_FT_EnableSvcKeyframeOnLayerChange = 186,
+  KEL_FT_EnableDependencyDescriptorForwarding = 187,
+
+  // Screen share.
+  KEL_FT_EnableScreenShare = 188,
+  KEL_FT_EnableScreenShareTextMode = 189,
+  KEL_FT_screen_share_motion_detection = 190,
+  KEL_FT_EnableScreenShareFrameRateBoost = 191,
+  KEL_FT_screen_share_high_resolution = 192,
+  KEL_FT_screen_share_window_capture = 193,
+  KEL_FT_EnableDesktopDuplicationCapture = 194,
+  KEL_FT_EnablePipeWireCapture = 195,
+  KEL_FT_EnableScreenCaptureKit = 196,
+  KEL_FT_screen_share_cursor_overlay = 197,
+  KEL_FT_EnableScreenShareAudio = 198,
+  KEL_FT_screen_share_exclude_own_window = 199,
+  KEL_FT_EnableRegionCapture = 200,
+  KEL_FT_screen_share_slide_change_detect = 201,
+  KEL_FT_EnableScreenShareLowLatencyMode = 202,
+  KEL_FT_EnableScreenShareAnnotations = 203,
+  KEL_FT_screen_share_lossless_text_regions = 204,
+  KEL_FT_EnableScreenShareBandwidthPriority = 205,
+  KEL_FT_EnableRemoteControlRequest = 206,
+
+  // Bandwidth estimation and congestion control.
+  KEL_FT_EnableTransportCcFeedback = 207,
+  KEL_FT_EnableSendSideBwe = 208,
+  KEL_FT_EnableReceiveSideBwe = 209,
+  KEL_FT_EnableLossBasedBweV2 = 210,
+  KEL_FT_bwe_delay_based_trendline = 211,
+  KEL_FT_bwe_acknowledged_bitrate_estimator = 212,
+  KEL_FT_EnableBweAlrProbing = 213,
+  KEL_FT_EnableBweRobustThroughput = 214,
+  KEL_FT_congestion_window_pushback = 215,
+  KEL_FT_EnableCongestionWindow = 216,
+  KEL_FT_EnableBitrateAllocationByPriority = 217,
+  KEL_FT_EnableAudioInBandwidthEstimate = 218,
+  KEL_FT_bwe_initial_estimate_from_history = 219,
+  KEL_FT_EnableBweStartupRampUp = 220,
+  KEL_FT_EnableBbrCongestionControl = 221,
+  KEL_FT_EnableScreamCongestionControl = 222,
+  KEL_FT_EnableL4sEcnFeedback = 223,
+  KEL_FT_bwe_mobile_network_backoff = 224,
+  KEL_FT_EnableBandwidthCapFromServer = 225,
+  KEL_FT_EnableUplinkBandwidthReport = 226,
+  KEL_FT_EnableDownlinkBandwidthReport = 227,
+  KEL_FT_bwe_loss_based_rate_control = 228,
+  KEL_FT_EnableNetworkStateEstimator = 229,
+
+  // Network probing and transport.
+  KEL_FT_EnableNetworkProbing = 230,
+  KEL_FT_probe_initial_bandwidth_burst = 231,
+  KEL_FT_probe_periodic_alr_burst = 232,
+  KEL_FT_EnableProbeClusterPadding = 233,
+  KEL_FT_EnableRttProbing = 234,
+  KEL_FT_network_path_mtu_discovery = 235,
+  KEL_FT_EnableIceLiteMode = 236,
+  KEL_FT_EnableIceContinualGathering = 237,
+  KEL_FT_EnableIceConsentFreshness = 238,
+  KEL_FT_ice_candidate_network_cost = 239,
+  KEL_FT_turn_over_tls = 240,
+  KEL_FT_EnableTurnTcpFallback = 241,
+  KEL_FT_ice_ipv6_candidates = 242,
+  KEL_FT_EnableMdnsCandidates = 243,
+  KEL_FT_network_switch_fast_recovery = 244,
+  KEL_FT_EnableWifiCellularHandover = 245,
+  KEL_FT_EnableMultipathTransport = 246,
+  KEL_FT_EnableRtcpMux = 247,
+  KEL_FT_EnableRtpHeaderExtensionTwoByte = 248,
+  KEL_FT_EnableQuicTransport = 249,
+  KEL_FT_EnableDscpMarking = 250,
+  KEL_FT_transport_socket_buffer_tuning = 251,
+  KEL_FT_EnableUdpGsoSend = 252,
+  KEL_FT_nat_keepalive_stun_binding = 253,
+
+  // Loss resilience: FEC, RED, NACK and retransmission.
+  KEL_FT_EnableUlpFec = 254,
+  KEL_FT_video_flexfec_03 = 255,
+  KEL_FT_EnableVideoRed = 256,
+  KEL_FT_EnableAudioRed = 257,
+  KEL_FT_audio_red_distance_two = 258,
+  KEL_FT_EnableNack = 259,
+  KEL_FT_nack_rtt_based_retry = 260,
+  KEL_FT_nack_max_packet_age_limit = 261,
+  KEL_FT_EnableRtx = 262,
+  KEL_FT_EnableRtxPayloadPadding = 263,
+  KEL_FT_fec_adaptive_protection_level = 264,
+  KEL_FT_fec_unequal_protection_keyframes = 265,
+  KEL_FT_EnableLossBasedFecRatio = 266,
+  KEL_FT_EnablePliOnDecodeError = 267,
+  KEL_FT_EnableFirRequest = 268,
+  KEL_FT_rtp_packet_history_smart_trim = 269,
+  KEL_FT_EnableLossNotification = 270,
+  KEL_FT_red_audio_only_on_loss = 271,
+  KEL_FT_EnableHybridNackFec = 272,
+
+  // Packet pacing.
+  KEL_FT_EnablePacketPacing = 273,
+  KEL_FT_EnablePacerBurstInterval = 274,
+  KEL_FT_pacer_audio_priority_queue = 275,
+  KEL_FT_pacer_drain_large_queue = 276,
+  KEL_FT_EnablePacerPaddingInAlr = 277,
+  KEL_FT_EnablePacerDynamicProcessInterval = 278,
+  KEL_FT_pacer_keyframe_burst_spread = 279,
+  KEL_FT_EnableAudioPacingBypass = 280,
+  KEL_FT_pacer_max_queue_time_2s = 281,
+
+  // Statistics reporting.
+  KEL_FT_EnableStatsReporting = 282,
+  KEL_FT_EnableQualityStatsUpload = 283,
+  KEL_FT_stats_report_interval_2s = 284,
+  KEL_FT_stats_per_layer_reporting = 285,
+  KEL_FT_EnableFreezeStatistics = 286,
+  KEL_FT_EnableJitterBufferStats = 287,
+  KEL_FT_EnableConcealmentStatistics = 288,
+  KEL_FT_EnableEncoderStatsCollection = 289,
+  KEL_FT_EnableDecoderStatsCollection = 290,
+  KEL_FT_EnableNetworkStatsCollection = 291,
+  KEL_FT_stats_mos_estimation = 292,
+  KEL_FT_EnablePacketLossHistogram = 293,
+  KEL_FT_EnableRoundTripTimeStats = 294,
+  KEL_FT_EnableAudioQualityScore = 295,
+  KEL_FT_EnableVideoQualityScore = 296,
+  KEL_FT_stats_cpu_usage_sampling = 297,
+  KEL_FT_EnableBatteryUsageStats = 298,
+  KEL_FT_EnableThermalStateReporting = 299,
+  KEL_FT_stats_media_path_latency = 300,
+  KEL_FT_EnableEndToEndDelayEstimate = 301,
+  KEL_FT_EnableCallSummaryReport = 302,
+  KEL_FT_stats_upload_compression = 303,
+
+  // Diagnostics and debug recording.
+  KEL_FT_EnableRtpDump = 304,
+  KEL_FT_EnableAudioDebugRecording = 305,
+  KEL_FT_EnableEncodedFrameDump = 306,
+  KEL_FT_diagnostics_rtc_event_log = 307,
+  KEL_FT_EnableMediaCrashBreadcrumbs = 308,
+  KEL_FT_EnableVerboseNetworkTrace = 309,
+  KEL_FT_diagnostics_ice_candidate_log = 310,
+  KEL_FT_EnableRemoteLogCollection = 311,
+
+  // Audio/video synchronisation.
+  KEL_FT_EnableAudioVideoSync = 312,
+  KEL_FT_av_sync_max_drift_correction = 313,
+  KEL_FT_EnableRtcpSenderReportSync = 314,
+  KEL_FT_EnableAbsoluteCaptureTime = 315,
+  KEL_FT_av_sync_audio_master_clock = 316,
+  KEL_FT_EnableLipSyncForScreenShare = 317,
+
+  // Media security and data channels.
+  KEL_FT_EnableSrtpAesGcm = 318,
+  KEL_FT_EnableEncryptedHeaderExtensions = 319,
+  KEL_FT_EnableEndToEndEncryption = 320,
+  KEL_FT_e2ee_key_ratcheting = 321,
+  KEL_FT_EnableDataChannel = 322,
+  KEL_FT_datachannel_sctp_zero_checksum = 323,
+  KEL_FT_EnableRtpPayloadTypeValidation = 324,
+
+  // CPU, power and resource adaptation.
+  KEL_FT_EnableCpuAdaptation = 325,
+  KEL_FT_EnableThermalThrottling = 326,
+  KEL_FT_power_saving_low_fps_mode = 327,
+  KEL_FT_EnableBatterySaverVideoCap = 328,
+  KEL_FT_EnableBackgroundVideoSuspend = 329,
+  KEL_FT_resource_adaptation_balanced = 330,
+  KEL_FT_EnableMemoryPressureHandling = 331,
+  KEL_FT_EnableMultiThreadedEncoding = 332,
+  KEL_FT_EnableMultiThreadedDecoding = 333,
+
+  // Catch-all for a toggle this build does not know; its key is stored like any other.
+  KEL_FT_Unknow = 334,
+};
+
+// Number of feature toggles; every valid id is below it.
+inline constexpr uint32_t kKelFeatureToggleCount = 335;
+
+// Returns the configuration key of toggle `id` in the Feature group, or nullptr when `id` is not
+// below kKelFeatureToggleCount. The returned text is static and never freed.
+//
+//   const char* key = kelStore::KelFeatureToggleKey(kelStore::KEL_FT_EnableOpusDtx);
+//   // key is "EnableOpusDtx"
+MEDIASTORES_API const char* KelFeatureToggleKey(KelFeatureToggleID id);
+
+}  // namespace kelStore
+
+#endif  // MEDIASTORES_FEATURE_TOGGLE_H_

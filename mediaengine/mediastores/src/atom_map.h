@@ -1,0 +1,137 @@
+// atomMap: an ordered map whose every operation runs under the map's own recursive mutex.
+#ifndef MEDIASTORES_SRC_ATOM_MAP_H_
+#define MEDIASTORES_SRC_ATOM_MAP_H_
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+namespace kelStore {
+
+// Each operation takes the lock for its whole duration and releases it before returning, so two
+// operations never interleave; nothing spans two operations.
+//
+// Keys are ordered by K's operator< (for strings: byte-wise). A std::string-keyed map is looked up
+// from a std::string_view (or a C string) without building a key string: the comparator is the
+// transparent std::less<>, which orders std::string exactly as std::less<std::string> does.
+template <class K, class V>
+class atomMap {
+ public:
+  // How operations take a key: a view for text keys, a reference otherwise.
+  using KeyArg = std::conditional_t<std::is_same_v<K, std::string>, std::string_view, const K&>;
+  using TraverseFn = std::function<void(const K&, const V&)>;
+
+  atomMap() = default;
+  // A new map with its own mutex and a copy of `other`'s entries. Deliberately only the new map's
+  // lock is taken, not `other`'s: the caller must keep `other` still while it is copied.
+  atomMap(const atomMap& other) {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    m_map = other.m_map;
+  }
+  atomMap& operator=(const atomMap&) = delete;
+  virtual ~atomMap() = default;
+
+  // Assigns the key's value to `out` and returns true; false (and `out` untouched) when absent.
+  bool Get(KeyArg key, V& out) const {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    auto it = m_map.find(key);
+    if (it == m_map.end()) return false;
+    out = it->second;
+    return true;
+  }
+
+  // Inserts or overwrites; returns the previous value, or V() when the key was absent. A new key
+  // costs one map node; an existing key is overwritten in place.
+  V Set(KeyArg key, const V& value) {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    auto it = m_map.lower_bound(key);
+    if (it != m_map.end() && !m_map.key_comp()(key, it->first)) {
+      V previous = std::move(it->second);
+      it->second = value;
+      return previous;
+    }
+    m_map.emplace_hint(it, std::piecewise_construct, std::forward_as_tuple(key),
+                       std::forward_as_tuple(value));
+    return V();
+  }
+
+  // Inserts only when the key is absent (true); a present key is left as it is (false).
+  bool SetEx(KeyArg key, const V& value) {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    auto it = m_map.lower_bound(key);
+    if (it != m_map.end() && !m_map.key_comp()(key, it->first)) return false;
+    m_map.emplace_hint(it, std::piecewise_construct, std::forward_as_tuple(key),
+                       std::forward_as_tuple(value));
+    return true;
+  }
+
+  // Removes the key and returns its value; V() when absent.
+  V GetErase(KeyArg key) {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    auto it = m_map.find(key);
+    if (it == m_map.end()) return V();
+    V value = std::move(it->second);
+    m_map.erase(it);
+    return value;
+  }
+
+  // True when an entry was removed.
+  bool Erase(KeyArg key) {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    auto it = m_map.find(key);
+    if (it == m_map.end()) return false;
+    m_map.erase(it);
+    return true;
+  }
+
+  void Clear() {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    m_map.clear();
+  }
+
+  size_t Size() const {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    return m_map.size();
+  }
+
+  // Calls `fn` for every entry in ascending key order with the lock held throughout. `fn` may read
+  // this map again from the same thread but must not change it. An empty `fn` throws
+  // std::bad_function_call.
+  void Traverse(const TraverseFn& fn) const {
+    if (!fn) throw std::bad_function_call();
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    for (const auto& entry : m_map)
+      fn(entry.first, entry.second);
+  }
+
+  // Copies the value of the smallest key; false on an empty map.
+  bool GetFirst(V& out) const {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    if (m_map.empty()) return false;
+    out = m_map.begin()->second;
+    return true;
+  }
+
+  // Moves out the value of the smallest key and removes its entry; false on an empty map.
+  bool PopFirst(V& out) {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    if (m_map.empty()) return false;
+    auto first = m_map.begin();
+    out = std::move(first->second);
+    m_map.erase(first);
+    return true;
+  }
+
+ private:
+  mutable std::recursive_mutex m_mutex;
+  std::map<K, V, std::less<>> m_map;
+};
+
+}  // namespace kelStore
+
+#endif  // MEDIASTORES_SRC_ATOM_MAP_H_

@@ -1,0 +1,95 @@
+// KelConfig: the configuration store of one call.
+#ifndef MEDIASTORES_SRC_KEL_CONFIG_STORE_H_
+#define MEDIASTORES_SRC_KEL_CONFIG_STORE_H_
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "atom_map.h"
+#include "mediastores/config_data.h"
+#include "mediastores/kel_config.h"
+#include "mediastores/kel_config_group.h"
+
+namespace kelStore {
+
+// The record of one subscription or binding, and the per-group observer lists that hold them
+// (change-notification machinery).
+class ConfigEventHandler;
+template <class HandlerPtr>
+class KelConfigObserverMgr;
+
+// Keeps the values of one call in thirteen groups, one locked map per group, and announces
+// changes through the firing step. Made, shared and counted by the registry
+// (kel_config_registry.h); clients see it as IKelConfig.
+//
+// Each value map has its own lock, held for one map operation only; a set writes its map, lets
+// go of the lock and only then runs the firing step, so subscribers may call back into the store.
+class KelConfig : public IKelConfig {
+ public:
+  explicit KelConfig(uint32_t callId);
+  ~KelConfig() override;
+
+  KelConfig(const KelConfig&) = delete;
+  KelConfig& operator=(const KelConfig&) = delete;
+
+  // IKelConfig
+  SubscribeId_t SubscribeConfig(KelConfigGroup group, const char* szConfigName,
+                                fnConfigChangedCallBack cb, AOxThread* pRunThread = nullptr,
+                                bool bAsync = false) override;
+  SubscribeId_t BindConfig(KelConfigGroup group, const char* szConfigName,
+                           fnConfigInvokeCallBack cb) override;
+  int32_t UnsubscribeConfig(SubscribeId_t id) override;
+  int32_t SetKelConfig(KelConfigGroup group, const char* szConfigName, ConfigValue value,
+                       bool bForceNotify = false, bool bRemove = false) override;
+  int32_t GetKelConfig(KelConfigGroup group, const char* szConfigName, ConfigValue& value) override;
+  int32_t GetDynamicConfig(KelConfigGroup group, const char* szConfigName, ConfigValue& value,
+                           ConfigValue defaultValue = ConfigValue()) override;
+  int32_t RemoveKelConfig(KelConfigGroup group, const char* szConfigName) override;
+  int32_t RemoveKelConfigByGroup(KelConfigGroup group) override;
+  const char* DumpKelConfigs(ConfigMultGroup_t groups) override;
+  int32_t ApplyKelConfigs(const char* szJsonConfig) override;
+
+  uint32_t GetCallId() const { return callId; }
+
+  // The call's clean-up mark, read and set by the registry under its lock. Set once, never
+  // cleared; the store's own operations ignore it.
+  bool IsCleaned() const { return cleaned; }
+  void SetCleaned() { cleaned = true; }
+
+  // Firing step of a set: tells the subscribers of `name` in `group` that its value went from
+  // `oldValue` to `newValue`. KEL_E_UNCHANGED when the values are equal and `bForceNotify` is
+  // not set (nobody is told); KEL_S_OK when somebody was told; KEL_E_NOOBSERVER when nobody
+  // watches the key; KEL_E_INVALIDARG for a null name or a group above 12.
+  int32_t fireEvents(const char* name, ConfigValue oldValue, ConfigValue newValue,
+                     KelConfigGroup group, bool bForceNotify);
+  // Asks the provider bound to `name` in `group` for its value (into `value`), offering
+  // `defaultValue`. KEL_E_NOOBSERVER, `value` untouched, when nobody is bound to the key.
+  int32_t invokeEvent(const char* name, ConfigValue& value, const ConfigValue& defaultValue,
+                      KelConfigGroup group);
+
+ private:
+  // An observer list raises m_TotalObservers when it takes a subscription.
+  template <class HandlerPtr>
+  friend class KelConfigObserverMgr;
+
+  // Subscriptions and bindings currently registered.
+  std::atomic<uint32_t> m_TotalObservers{0};
+  const uint32_t callId;
+  // Text of the last DumpKelConfigs, returned to its caller.
+  std::string m_dumpText;
+  // Last subscription id issued; ids start at 1.
+  std::atomic<SubscribeId_t> m_subscribeId{0};
+  // Every live subscription and binding by id.
+  atomMap<SubscribeId_t, std::shared_ptr<ConfigEventHandler>> m_handlers;
+  // (The per-group observer lists of the change-notification machinery go here, between the id
+  // table and the value maps, one per usable group.)
+  // Values by name, one map per usable group.
+  atomMap<std::string, ConfigData> m_values[kGroupLast];
+  bool cleaned = false;
+};
+
+}  // namespace kelStore
+
+#endif  // MEDIASTORES_SRC_KEL_CONFIG_STORE_H_
