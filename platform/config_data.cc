@@ -1,10 +1,42 @@
 #include "mediastores/config_data.h"
 
+#include <strings.h>
 #include <charconv>
 #include <cstring>
-#include <strings.h>
 
 ConfigData::ConfigData() noexcept = default;
+
+// Copies take the number and its text as two fixed-size blocks (a few moves) and the text value
+// through std::string.
+ConfigData::ConfigData(const ConfigData& other)
+    : kind_(other.kind_), number_(other.number_), text_(other.text_) {
+  std::memcpy(number_text_, other.number_text_, sizeof(number_text_));
+}
+
+ConfigData::ConfigData(ConfigData&& other) noexcept
+    : kind_(other.kind_), number_(other.number_), text_(std::move(other.text_)) {
+  std::memcpy(number_text_, other.number_text_, sizeof(number_text_));
+}
+
+ConfigData& ConfigData::operator=(const ConfigData& other) {
+  if (this != &other) {
+    kind_ = other.kind_;
+    number_ = other.number_;
+    std::memcpy(number_text_, other.number_text_, sizeof(number_text_));
+    text_ = other.text_;
+  }
+  return *this;
+}
+
+ConfigData& ConfigData::operator=(ConfigData&& other) noexcept {
+  if (this != &other) {
+    kind_ = other.kind_;
+    number_ = other.number_;
+    std::memcpy(number_text_, other.number_text_, sizeof(number_text_));
+    text_ = std::move(other.text_);
+  }
+  return *this;
+}
 
 ConfigData::ConfigData(const std::string& text) : kind_(Kind::kText), text_(text) {}
 
@@ -20,12 +52,24 @@ ConfigData::ConfigData(bool value) noexcept : kind_(Kind::kBool) {
   std::memcpy(number_text_, value ? "true" : "false", value ? 5 : 6);
 }
 
-ConfigData::ConfigData(int32_t value) noexcept { SetSigned(value); }
-ConfigData::ConfigData(uint32_t value) noexcept { SetUnsigned(value); }
-ConfigData::ConfigData(long value) noexcept { SetSigned(value); }
-ConfigData::ConfigData(unsigned long value) noexcept { SetUnsigned(value); }
-ConfigData::ConfigData(long long value) noexcept { SetSigned(value); }
-ConfigData::ConfigData(unsigned long long value) noexcept { SetUnsigned(value); }
+ConfigData::ConfigData(int32_t value) noexcept {
+  SetSigned(value);
+}
+ConfigData::ConfigData(uint32_t value) noexcept {
+  SetUnsigned(value);
+}
+ConfigData::ConfigData(long value) noexcept {
+  SetSigned(value);
+}
+ConfigData::ConfigData(unsigned long value) noexcept {
+  SetUnsigned(value);
+}
+ConfigData::ConfigData(long long value) noexcept {
+  SetSigned(value);
+}
+ConfigData::ConfigData(unsigned long long value) noexcept {
+  SetUnsigned(value);
+}
 
 ConfigData::ConfigData(double value) noexcept : kind_(Kind::kDouble) {
   number_.d = value;
@@ -53,7 +97,9 @@ void ConfigData::SetInvalid() noexcept {
   text_.clear();
 }
 
-std::string ConfigData::ToString() const { return std::string(ToCstr()); }
+std::string ConfigData::ToString() const {
+  return std::string(ToCstr());
+}
 
 const char* ConfigData::ToCstr() const noexcept {
   return kind_ == Kind::kText ? text_.c_str() : number_text_;

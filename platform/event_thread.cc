@@ -18,7 +18,9 @@ extern "C" uint64_t GetThreadSelfId() {
 }
 
 IOxEvent::~IOxEvent() = default;
-void IOxEvent::OnDestorySelf() { delete this; }
+void IOxEvent::OnDestorySelf() {
+  delete this;
+}
 IOxEventQueue::~IOxEventQueue() = default;
 AOxThread::~AOxThread() = default;
 
@@ -95,7 +97,8 @@ class COxEventThread::Impl : public IOxEventQueue {
       if (m_pending == 0) return;  // stopping, and everything queued has run
       // Highest priority first; emptied queues are kept so a steady stream does not allocate.
       auto queue = m_queues.begin();
-      while (queue->second.empty()) ++queue;
+      while (queue->second.empty())
+        ++queue;
       Entry entry = queue->second.front();
       queue->second.pop_front();
       --m_pending;
@@ -129,4 +132,6 @@ IOxEventQueue* COxEventThread::GetEventQueue() {
   return m_impl->m_withQueue ? m_impl.get() : nullptr;
 }
 
-uint64_t COxEventThread::GetThreadId() const { return m_impl->ThreadId(); }
+uint64_t COxEventThread::GetThreadId() const {
+  return m_impl->ThreadId();
+}

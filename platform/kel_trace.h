@@ -73,25 +73,30 @@ inline bool KelTracerThrottle(std::atomic<int32_t>& calls) {
 }
 
 // Emits one line of `level`: the emitting function's short name followed by the `<<` pieces.
-#define KEL_TRACE(level, ...)                                                       \
-  do {                                                                              \
-    if (KelTraceEnabled(level)) {                                                   \
-      char kel_trace_buffer_[1024];                                                 \
-      COxTextFormator kel_trace_line_(kel_trace_buffer_, sizeof(kel_trace_buffer_)); \
+#define KEL_TRACE(level, ...)                                                              \
+  do {                                                                                     \
+    if (KelTraceEnabled(level)) {                                                          \
+      char kel_trace_buffer_[1024];                                                        \
+      COxTextFormator kel_trace_line_(kel_trace_buffer_, sizeof(kel_trace_buffer_));       \
       kel_trace_line_ << ExtractClassFunctionNameView(__PRETTY_FUNCTION__) << __VA_ARGS__; \
-      KelTraceEmit(level, kel_trace_line_);                                         \
-    }                                                                               \
+      KelTraceEmit(level, kel_trace_line_);                                                \
+    }                                                                                      \
   } while (0)
 
+// Emits one line of `level` named after the function whose __PRETTY_FUNCTION__ is `signature`
+// (for lines built inside a lambda or helper on behalf of that function).
+#define KEL_TRACE_AS(level, signature, ...) \
+  KEL_TRACE_TEXT(level, ExtractClassFunctionNameView(signature) << __VA_ARGS__)
+
 // Emits one line of `level` whose text is given whole (no function name in front).
-#define KEL_TRACE_TEXT(level, ...)                                                  \
-  do {                                                                              \
-    if (KelTraceEnabled(level)) {                                                   \
-      char kel_trace_buffer_[1024];                                                 \
+#define KEL_TRACE_TEXT(level, ...)                                                   \
+  do {                                                                               \
+    if (KelTraceEnabled(level)) {                                                    \
+      char kel_trace_buffer_[1024];                                                  \
       COxTextFormator kel_trace_line_(kel_trace_buffer_, sizeof(kel_trace_buffer_)); \
-      kel_trace_line_ << __VA_ARGS__;                                               \
-      KelTraceEmit(level, kel_trace_line_);                                         \
-    }                                                                               \
+      kel_trace_line_ << __VA_ARGS__;                                                \
+      KelTraceEmit(level, kel_trace_line_);                                          \
+    }                                                                                \
   } while (0)
 
 #define KEL_TRACE_ERROR(...) KEL_TRACE(0, __VA_ARGS__)
@@ -100,28 +105,28 @@ inline bool KelTracerThrottle(std::atomic<int32_t>& calls) {
 
 // Checks a precondition; on failure traces the assertion line, reports it and returns `result`
 // (write KEL_ASSERT_RETURN(expr, ) in a function returning void).
-#define KEL_ASSERT_RETURN(expression, result)                                         \
-  do {                                                                                \
-    if (!(expression)) {                                                              \
-      KelAssertFailed(KelFileBaseName(__FILE__), __LINE__, #expression);              \
-      return result;                                                                  \
-    }                                                                                 \
+#define KEL_ASSERT_RETURN(expression, result)                            \
+  do {                                                                   \
+    if (!(expression)) {                                                 \
+      KelAssertFailed(KelFileBaseName(__FILE__), __LINE__, #expression); \
+      return result;                                                     \
+    }                                                                    \
   } while (0)
 
 // Builds an entry/exit tracer for the current scope, enabled for the first 150 calls of the
 // function. `name` is the function's name text, `line` the number printed after ",line=",
 // `args` the argument text as `<<` pieces (or "").
-#define KEL_FUNC_TRACER(name, line, args)                                                \
-  static std::atomic<int32_t> kel_tracer_calls_{0};                                      \
-  const bool kel_tracer_on_ = KelTracerThrottle(kel_tracer_calls_);                      \
-  char kel_tracer_name_[256] = {};                                                       \
-  char kel_tracer_args_[256] = {};                                                       \
-  if (kel_tracer_on_ && KelTraceEnabled(2)) {                                            \
-    COxTextFormator kel_tracer_name_f_(kel_tracer_name_, sizeof(kel_tracer_name_));      \
-    kel_tracer_name_f_ << name << ",line=" << line;                                      \
-    COxTextFormator kel_tracer_args_f_(kel_tracer_args_, sizeof(kel_tracer_args_));      \
-    kel_tracer_args_f_ << args;                                                          \
-  }                                                                                      \
+#define KEL_FUNC_TRACER(name, line, args)                                                  \
+  static std::atomic<int32_t> kel_tracer_calls_{0};                                        \
+  const bool kel_tracer_on_ = KelTracerThrottle(kel_tracer_calls_);                        \
+  char kel_tracer_name_[256] = {};                                                         \
+  char kel_tracer_args_[256] = {};                                                         \
+  if (kel_tracer_on_ && KelTraceEnabled(2)) {                                              \
+    COxTextFormator kel_tracer_name_f_(kel_tracer_name_, sizeof(kel_tracer_name_));        \
+    kel_tracer_name_f_ << name << ",line=" << line;                                        \
+    COxTextFormator kel_tracer_args_f_(kel_tracer_args_, sizeof(kel_tracer_args_));        \
+    kel_tracer_args_f_ << args;                                                            \
+  }                                                                                        \
   COxUtilFuncTracer kel_func_tracer_(kel_tracer_on_, false, GetCurrentModuleName(nullptr), \
                                      kel_tracer_name_, kel_tracer_args_)
 

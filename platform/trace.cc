@@ -21,9 +21,13 @@ std::atomic<util_trace_sink_t> g_traceSink{&DefaultTraceSink};
 
 extern "C" {
 
-uint32_t get_external_trace_mask() { return g_traceMask.load(std::memory_order_relaxed); }
+uint32_t get_external_trace_mask() {
+  return g_traceMask.load(std::memory_order_relaxed);
+}
 
-void set_external_trace_mask(uint32_t mask) { g_traceMask.store(mask, std::memory_order_relaxed); }
+void set_external_trace_mask(uint32_t mask) {
+  g_traceMask.store(mask, std::memory_order_relaxed);
+}
 
 util_trace_sink_t set_util_trace_sink(util_trace_sink_t sink) {
   return g_traceSink.exchange(sink != nullptr ? sink : &DefaultTraceSink);
@@ -96,7 +100,9 @@ void DefaultAssertionHandler() {}
 std::atomic<ox_assertion_handler_t> g_assertionHandler{&DefaultAssertionHandler};
 }  // namespace
 
-extern "C" void ox_assertion_report() { g_assertionHandler.load()(); }
+extern "C" void ox_assertion_report() {
+  g_assertionHandler.load()();
+}
 
 extern "C" ox_assertion_handler_t set_ox_assertion_handler(ox_assertion_handler_t handler) {
   return g_assertionHandler.exchange(handler != nullptr ? handler : &DefaultAssertionHandler);

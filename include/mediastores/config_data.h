@@ -24,7 +24,7 @@ class MEDIASTORES_API ConfigData {
   // A valid text value; "" is a valid (empty) text.
   ConfigData(const std::string& text);  // NOLINT(runtime/explicit)
   // A valid text value; a null pointer gives an invalid value.
-  ConfigData(const char* text);  // NOLINT(runtime/explicit)
+  ConfigData(const char* text);                   // NOLINT(runtime/explicit)
   ConfigData(bool value) noexcept;                // NOLINT(runtime/explicit)
   ConfigData(int32_t value) noexcept;             // NOLINT(runtime/explicit)
   ConfigData(uint32_t value) noexcept;            // NOLINT(runtime/explicit)
@@ -34,10 +34,10 @@ class MEDIASTORES_API ConfigData {
   ConfigData(unsigned long long value) noexcept;  // NOLINT(runtime/explicit)
   ConfigData(double value) noexcept;              // NOLINT(runtime/explicit)
 
-  ConfigData(const ConfigData&) = default;
-  ConfigData(ConfigData&&) noexcept = default;
-  ConfigData& operator=(const ConfigData&) = default;
-  ConfigData& operator=(ConfigData&&) noexcept = default;
+  ConfigData(const ConfigData& other);
+  ConfigData(ConfigData&& other) noexcept;
+  ConfigData& operator=(const ConfigData& other);
+  ConfigData& operator=(ConfigData&& other) noexcept;
   ~ConfigData() = default;
 
   // True for a value that holds something.

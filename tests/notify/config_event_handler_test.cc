@@ -46,9 +46,8 @@ TEST(ConfigEventTest, NewEventAndGroupTypes) {
 }
 
 TEST(ConfigEventHandlerTest, HandlerWithoutChangeCallbackIsSkipped) {
-  ConfigEventHandler provider(fnConfigInvokeCallBack([](const KelConfigEvent&) {
-    return ConfigData("answer");
-  }));
+  ConfigEventHandler provider(
+      fnConfigInvokeCallBack([](const KelConfigEvent&) { return ConfigData("answer"); }));
   EXPECT_FALSE(provider.Notify(MakeEvent("k", ConfigData(1))));
   EXPECT_EQ(provider.level.load(), 0u);
   EXPECT_EQ(provider.Invoke(MakeEvent("k", ConfigData())), ConfigData("answer"));
@@ -128,8 +127,8 @@ TEST(ConfigEventHandlerTest, PostedEventOwnsItsCopiesAfterTheHandlerIsGone) {
                                [&](const KelConfigEvent&) { std::lock_guard<std::mutex> g(gate); }),
         128);
     {
-      auto handler = std::make_shared<ConfigEventHandler>(fnConfigChangedCallBack(
-          [&calls, &seenName](const KelConfigEvent& e) {
+      auto handler = std::make_shared<ConfigEventHandler>(
+          fnConfigChangedCallBack([&calls, &seenName](const KelConfigEvent& e) {
             seenName = e.name;
             calls.fetch_add(1);
           }));
@@ -152,9 +151,9 @@ TEST(ConfigEventHandlerTest, RunThreadWithoutQueueDropsTheDelivery) {
   EXPECT_TRUE(handler.Notify(MakeEvent("k", ConfigData(1))));
   EXPECT_EQ(calls, 0);
   EXPECT_EQ(capture.TextsAtLevel(0),
-            std::vector<std::string>{"kelStore::ConfigEventHandler::Notify, m_pRunThread=" +
-                                     Hex(&noQueue) + ", EventQueue == NULL [this=" +
-                                     Hex(&handler) + "]"});
+            std::vector<std::string>{
+                "kelStore::ConfigEventHandler::Notify, m_pRunThread=" + Hex(&noQueue) +
+                ", EventQueue == NULL [this=" + Hex(&handler) + "]"});
 }
 
 TEST(ConfigEventHandlerTest, NestedNotificationWarnsAndStillDelivers) {
@@ -168,9 +167,10 @@ TEST(ConfigEventHandlerTest, NestedNotificationWarnsAndStillDelivers) {
   self = &handler;
   handler.Notify(MakeEvent("fps", ConfigData(30)));
   EXPECT_EQ(seen, (std::vector<std::string>{"30", "15"}));
-  EXPECT_EQ(capture.TextsAtLevel(1),
-            std::vector<std::string>{"kelStore::ConfigEventHandler::Notify, level=2, fps, 5 [this=" +
-                                     Hex(&handler) + "]"});
+  EXPECT_EQ(
+      capture.TextsAtLevel(1),
+      std::vector<std::string>{
+          "kelStore::ConfigEventHandler::Notify, level=2, fps, 5 [this=" + Hex(&handler) + "]"});
   EXPECT_EQ(handler.level.load(), 0u);
 }
 
@@ -194,10 +194,11 @@ TEST_F(MockClockTest, CostWarningAbove100Milliseconds) {
     provider.Invoke(MakeEvent("bitrate", ConfigData()));
     std::vector<std::string> expected;
     if (c.warned) {
-      expected = {"kelStore::ConfigEventHandler::Notify, bitrate, 5, cost=101ms [this=" +
-                      Hex(&subscriber) + "]",
-                  "kelStore::ConfigEventHandler::Invoke, bitrate, 5, cost=101ms [this=" +
-                      Hex(&provider) + "]"};
+      expected = {
+          "kelStore::ConfigEventHandler::Notify, bitrate, 5, cost=101ms [this=" + Hex(&subscriber) +
+              "]",
+          "kelStore::ConfigEventHandler::Invoke, bitrate, 5, cost=101ms [this=" + Hex(&provider) +
+              "]"};
     }
     EXPECT_EQ(capture.TextsAtLevel(1), expected);
   }

@@ -18,10 +18,8 @@ struct FakeStore {
 };
 
 ConfigEventHandler::Ptr Subscriber(std::vector<std::string>* log, const std::string& tag) {
-  return std::make_shared<ConfigEventHandler>(
-      fnConfigChangedCallBack([log, tag](const KelConfigEvent& e) {
-        log->push_back(tag + ":" + e.newValue.ToString());
-      }));
+  return std::make_shared<ConfigEventHandler>(fnConfigChangedCallBack(
+      [log, tag](const KelConfigEvent& e) { log->push_back(tag + ":" + e.newValue.ToString()); }));
 }
 
 ConfigEventHandler::Ptr Provider(const char* answer) {
@@ -151,8 +149,8 @@ TEST(ObserverMgrTest, WalkWorksOnASnapshot) {
   ConfigEventHandler::Ptr second;
   // The first subscriber removes the second and adds a third during the walk: the second still
   // gets the change under way, the third does not.
-  auto first = std::make_shared<ConfigEventHandler>(fnConfigChangedCallBack(
-      [&](const KelConfigEvent& e) {
+  auto first =
+      std::make_shared<ConfigEventHandler>(fnConfigChangedCallBack([&](const KelConfigEvent& e) {
         log.push_back("first:" + e.newValue.ToString());
         mgr.Unsubscribe("k", second, [](const ConfigEventHandler::Ptr&) {});
         mgr.Subscribe("k", late, &store, 0);

@@ -59,14 +59,14 @@ TEST(ConfigDataTest, ReadAsBool) {
     bool expected;
   };
   const std::vector<Case> cases = {
-      {ConfigData(), false},          {ConfigData(true), true},     {ConfigData(false), false},
-      {ConfigData(0), false},         {ConfigData(-1), true},       {ConfigData(0u), false},
-      {ConfigData(7u), true},         {ConfigData(0.0), false},     {ConfigData(0.25), true},
-      {ConfigData(""), false},        {ConfigData("0"), false},     {ConfigData("false"), false},
-      {ConfigData("FaLsE"), false},   {ConfigData("off"), false},   {ConfigData("OFF"), false},
-      {ConfigData("no"), false},      {ConfigData("No"), false},    {ConfigData("1"), true},
-      {ConfigData("yes"), true},      {ConfigData("none"), true},   {ConfigData(" 0"), true},
-      {ConfigData("00"), true},       {ConfigData("offline"), true}, {ConfigData("true"), true},
+      {ConfigData(), false},        {ConfigData(true), true},      {ConfigData(false), false},
+      {ConfigData(0), false},       {ConfigData(-1), true},        {ConfigData(0u), false},
+      {ConfigData(7u), true},       {ConfigData(0.0), false},      {ConfigData(0.25), true},
+      {ConfigData(""), false},      {ConfigData("0"), false},      {ConfigData("false"), false},
+      {ConfigData("FaLsE"), false}, {ConfigData("off"), false},    {ConfigData("OFF"), false},
+      {ConfigData("no"), false},    {ConfigData("No"), false},     {ConfigData("1"), true},
+      {ConfigData("yes"), true},    {ConfigData("none"), true},    {ConfigData(" 0"), true},
+      {ConfigData("00"), true},     {ConfigData("offline"), true}, {ConfigData("true"), true},
   };
   for (size_t i = 0; i < cases.size(); ++i) {
     SCOPED_TRACE(std::to_string(i) + ": " + cases[i].value.ToString());

@@ -61,9 +61,8 @@ TEST(EventThreadTest, PostedEventsRunInPriorityThenPostingOrderAndAreDisposed) {
     // Hold the worker busy so the following posts queue up behind this one.
     std::mutex gate;
     gate.lock();
-    ASSERT_EQ(queue->PostEvent(new RecordingEvent([&] { std::lock_guard<std::mutex> g(gate); },
-                                                  &disposed),
-                               128),
+    ASSERT_EQ(queue->PostEvent(
+                  new RecordingEvent([&] { std::lock_guard<std::mutex> g(gate); }, &disposed), 128),
               0);
     ASSERT_EQ(queue->PostEvent(record(1), 128), 0);
     ASSERT_EQ(queue->PostEvent(record(2), 128), 0);
@@ -150,7 +149,8 @@ TEST(EventThreadTest, ManySendersAndPostersOnOneWorker) {
         }
       });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads)
+      thread.join();
   }
   EXPECT_EQ(fired.load(), kThreads * kPerThread);
   EXPECT_EQ(disposed.load(), kThreads * kPerThread);
@@ -172,7 +172,8 @@ TEST(MutexTest, RecursiveLockAndGuard) {
       }
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  for (std::thread& thread : threads)
+    thread.join();
   EXPECT_EQ(counter, 4000);
 }
 

@@ -46,7 +46,9 @@ namespace tracetest {
 void EmitOneOfEachLevel() {
   KEL_TRACE_ERROR("Error parameters");
   KEL_TRACE_WARN(", level=" << 2);
-  KEL_TRACE_INFO(", " << "counts" << "=" << 2 << TraceCid{7} << TraceThis{nullptr});
+  KEL_TRACE_INFO(", "
+                 << "counts"
+                 << "=" << 2 << TraceCid{7} << TraceThis{nullptr});
 }
 
 int CheckName(const char* name) {
@@ -56,7 +58,10 @@ int CheckName(const char* name) {
 const int kCheckNameAssertLine = __LINE__ - 3;
 
 void TracedEntryPoint(uint32_t callId) {
-  KEL_FUNC_TRACER("kelStore::CleanUpKelConfig", 881, ", " << "callId" << "=" << callId);
+  KEL_FUNC_TRACER("kelStore::CleanUpKelConfig", 881,
+                  ", "
+                      << "callId"
+                      << "=" << callId);
 }
 
 }  // namespace tracetest
@@ -93,8 +98,7 @@ TEST(TraceTest, LineShape) {
   int local = 0;
   KEL_TRACE_INFO(TraceThis{&local});
   char expectedThis[64];
-  std::snprintf(expectedThis, sizeof expectedThis, " [this=%p]",
-                static_cast<void*>(&local));
+  std::snprintf(expectedThis, sizeof expectedThis, " [this=%p]", static_cast<void*>(&local));
   const std::vector<std::string> texts = capture.Texts();
   ASSERT_EQ(texts.size(), 4u);
   EXPECT_EQ(texts[0], "tracetest::EmitOneOfEachLevelError parameters");
@@ -119,8 +123,8 @@ TEST(TraceTest, AssertionReportsEvenWhenMasked) {
     ASSERT_EQ(capture.Lines().size(), c.lines);
     if (c.lines == 1) {
       EXPECT_EQ(capture.Lines()[0].level, 0);
-      EXPECT_EQ(capture.Lines()[0].text,
-                "trace_test.cc:" + std::to_string(kCheckNameAssertLine) + " Assert failed: (name != NULL)");
+      EXPECT_EQ(capture.Lines()[0].text, "trace_test.cc:" + std::to_string(kCheckNameAssertLine) +
+                                             " Assert failed: (name != NULL)");
     }
   }
 }
@@ -133,12 +137,13 @@ TEST(TraceTest, FileBaseName) {
 
 TEST(TraceTest, EntryTracerThrottlesAfter150Calls) {
   TraceCapture capture(2);
-  for (int i = 0; i < 149; ++i) TracedEntryPoint(5);
+  for (int i = 0; i < 149; ++i)
+    TracedEntryPoint(5);
   capture.Clear();
   TracedEntryPoint(5);  // 150th call: still traced
-  EXPECT_EQ(capture.Texts(), (std::vector<std::string>{
-                                 "Enter, kelStore::CleanUpKelConfig,line=881, callId=5",
-                                 "Leave, kelStore::CleanUpKelConfig,line=881"}));
+  EXPECT_EQ(capture.Texts(),
+            (std::vector<std::string>{"Enter, kelStore::CleanUpKelConfig,line=881, callId=5",
+                                      "Leave, kelStore::CleanUpKelConfig,line=881"}));
   capture.Clear();
   TracedEntryPoint(5);  // 151st: silent
   EXPECT_TRUE(capture.Texts().empty());

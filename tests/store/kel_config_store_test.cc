@@ -151,9 +151,11 @@ TEST_F(KelConfigTest, SetResultsAndChangeLines) {
 
 TEST_F(KelConfigTest, FiringStepRefusesBadArguments) {
   TraceCapture capture(2);
-  EXPECT_EQ(store_.fireEvents(nullptr, ConfigData(), ConfigData(1), kelStore::kGroupAudio, false),
-            KEL_E_INVALIDARG);
-  EXPECT_EQ(store_.fireEvents("x", ConfigData(), ConfigData(1), kelStore::kGroupLast, false),
+  auto& audio = store_.Observers(kelStore::kGroupAudio);
+  EXPECT_EQ(
+      store_.fireEvents(audio, nullptr, ConfigData(), ConfigData(1), kelStore::kGroupAudio, false),
+      KEL_E_INVALIDARG);
+  EXPECT_EQ(store_.fireEvents(audio, "x", ConfigData(), ConfigData(1), kelStore::kGroupLast, false),
             KEL_E_INVALIDARG);
   EXPECT_EQ(capture.Texts(),
             Lines(2, "kelStore::KelConfig::fireEventsError parameters" + Decoration()));

@@ -8,7 +8,9 @@ namespace kelStore {
 namespace {
 
 // The platform timer in milliseconds (the mock clock when one is set).
-long long NowMillis() { return timer_fact<tick_policy>::now() / 1000; }
+long long NowMillis() {
+  return timer_fact<tick_policy>::now() / 1000;
+}
 
 // Priority of a posted notification on the subscriber's queue.
 constexpr uint32_t kPostPriority = 128;
@@ -20,9 +22,9 @@ void ConfigEventHandler::RunCounted(const char* signature, const KelConfigEvent&
                                     Deliver&& deliver) {
   const uint32_t depth = level.fetch_add(1) + 1;
   if (depth >= 2) {
-    KEL_TRACE_TEXT(1, ExtractClassFunctionNameView(signature)
-                          << ", level=" << depth << ", " << event.name << ", "
-                          << static_cast<uint32_t>(event.group) << TraceThis{this});
+    KEL_TRACE_AS(1, signature,
+                 ", level=" << depth << ", " << event.name << ", "
+                            << static_cast<uint32_t>(event.group) << TraceThis{this});
   }
   const long long start = NowMillis();
   struct LevelGuard {  // the depth drops also when a callback throws
@@ -36,9 +38,9 @@ void ConfigEventHandler::RunCounted(const char* signature, const KelConfigEvent&
   long long cost = NowMillis() - start;
   if (cost < 0) cost = 0;
   if (cost > 100) {
-    KEL_TRACE_TEXT(1, ExtractClassFunctionNameView(signature)
-                          << ", " << event.name << ", " << static_cast<uint32_t>(event.group)
-                          << ", cost=" << cost << "ms" << TraceThis{this});
+    KEL_TRACE_AS(1, signature,
+                 ", " << event.name << ", " << static_cast<uint32_t>(event.group)
+                      << ", cost=" << cost << "ms" << TraceThis{this});
   }
 }
 
@@ -49,9 +51,9 @@ bool ConfigEventHandler::Notify(const KelConfigEvent& event) {
     if (m_pRunThread == nullptr) {
       onChanged(event);
     } else if (IOxEventQueue* queue = m_pRunThread->GetEventQueue(); queue == nullptr) {
-      KEL_TRACE_TEXT(0, ExtractClassFunctionNameView(signature)
-                            << ", m_pRunThread=" << static_cast<const void*>(m_pRunThread)
-                            << ", EventQueue == NULL" << TraceThis{this});
+      KEL_TRACE_AS(0, signature,
+                   ", m_pRunThread=" << static_cast<const void*>(m_pRunThread)
+                                     << ", EventQueue == NULL" << TraceThis{this});
     } else if (bAsync) {
       queue->PostEvent(new CSwitchThreadEvent(event, onChanged), kPostPriority);
     } else if (m_pRunThread->GetThreadId() == GetThreadSelfId()) {

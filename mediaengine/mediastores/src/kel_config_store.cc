@@ -1,12 +1,32 @@
 #include "kel_config_store.h"
 
+#include <chrono>
+#include <optional>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "mediastores/result_codes.h"
+#include "mediastores/timer_fact.h"
 #include "platform/kel_trace.h"
 
 namespace kelStore {
+
+namespace {
+
+// The platform timer in milliseconds (the mock clock when one is set).
+long long NowMillis() {
+  return timer_fact<tick_policy>::now() / 1000;
+}
+
+// A removal waits this long for running deliveries to end, reporting every half second.
+constexpr long long kRemovalWaitMillis = 3001;
+constexpr long long kRemovalReportMillis = 500;
+// Guard for a clock that does not move (a frozen mock clock): the wait also ends after this many
+// 1 ms sleeps.
+constexpr int kRemovalWaitMaxSleeps = 4000;
+
+}  // namespace
 
 KelConfig::KelConfig(uint32_t callId) : callId(callId) {
   KEL_TRACE_INFO(TraceCid{callId} << TraceThis{this});
@@ -16,27 +36,136 @@ KelConfig::~KelConfig() {
   KEL_TRACE_INFO(TraceCid{callId} << TraceThis{this});
 }
 
-SubscribeId_t KelConfig::SubscribeConfig(KelConfigGroup /*group*/, const char* /*szConfigName*/,
-                                         fnConfigChangedCallBack /*cb*/, AOxThread* /*pRunThread*/,
-                                         bool /*bAsync*/) {
-  // Change subscriptions are not offered by this store yet: no id is issued.
-  return 0;
+SubscribeId_t KelConfig::SubscribeConfig(KelConfigGroup group, const char* szConfigName,
+                                         fnConfigChangedCallBack cb, AOxThread* pRunThread,
+                                         bool bAsync) {
+  return subscribeConfig(group, szConfigName, std::make_shared<ConfigEventHandler>(std::move(cb)),
+                         pRunThread, bAsync);
 }
 
-SubscribeId_t KelConfig::BindConfig(KelConfigGroup /*group*/, const char* /*szConfigName*/,
-                                    fnConfigInvokeCallBack /*cb*/) {
-  // Providers are not offered by this store yet: no id is issued.
-  return 0;
+SubscribeId_t KelConfig::BindConfig(KelConfigGroup group, const char* szConfigName,
+                                    fnConfigInvokeCallBack cb) {
+  return bindConfig(group, szConfigName, std::make_shared<ConfigEventHandler>(std::move(cb)));
 }
 
 int32_t KelConfig::UnsubscribeConfig(SubscribeId_t id) {
-  std::shared_ptr<ConfigEventHandler> handler = m_handlers.GetErase(id);
+  const ConfigEventHandler::Ptr handler = m_handlers.GetErase(id);
   if (!handler) {
     KEL_TRACE_ERROR(", id=" << id << ", Failed" << TraceThis{this});
     return KEL_E_BADSTATE;
   }
-  // A registered handler that no group's observer list holds.
-  return KEL_E_FAIL;
+  return unsubscribeConfig(handler->group, handler->name.c_str(), handler);
+}
+
+SubscribeId_t KelConfig::subscribeConfig(KelConfigGroup group, const char* name,
+                                         const ConfigEventHandler::Ptr& handler,
+                                         AOxThread* pRunThread, bool bAsync) {
+  if (group >= kGroupLast || name == nullptr || !handler || !handler->onChanged ||
+      handler->id != 0) {
+    KEL_TRACE_ERROR("Error parameters 0" << TraceCid{callId} << TraceThis{this});
+    return 0;
+  }
+  if (name[0] == '\0') {
+    KEL_TRACE_ERROR("Error parameters" << TraceCid{callId} << TraceThis{this});
+    return 0;
+  }
+  const uint64_t self = GetThreadSelfId();
+  const SubscribeId_t id = ++m_subscribeId;
+  handler->id = id;
+  handler->group = group;
+  handler->name = name;
+  handler->busyThread = 0;
+  handler->m_pRunThread = pRunThread;
+  handler->bAsync = bAsync;
+  handler->busyCount = 0;
+  KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name << ", " << id
+                      << ", m_TotalObservers=" << m_TotalObservers.load()
+                      << ", pRunThread=" << static_cast<const void*>(pRunThread)
+                      << ", bAsync=" << (bAsync ? 1 : 0) << TraceCid{callId} << TraceThis{this});
+  // Leaves the handler marked busy for this thread until its first notification is done.
+  if (m_observers[group].Subscribe(name, handler, this, self) != KEL_S_OK) return 0;
+  m_handlers.Set(id, handler);
+
+  ConfigValue current;
+  if (m_values[group].Get(name, current)) {
+    KelConfigEvent event;
+    event.name = name;
+    event.newValue = std::move(current);
+    event.SetGroup(group);
+    handler->Notify(event);
+  }
+  handler->busyCount.fetch_sub(1);
+  uint64_t marker = self;
+  handler->busyThread.compare_exchange_strong(marker, 0);
+  return id;
+}
+
+SubscribeId_t KelConfig::bindConfig(KelConfigGroup group, const char* name,
+                                    const ConfigEventHandler::Ptr& handler) {
+  if (group >= kGroupLast || name == nullptr || !handler || !handler->onInvoke ||
+      handler->id != 0) {
+    KEL_TRACE_ERROR("Error parameters 0" << TraceCid{callId} << TraceThis{this});
+    return 0;
+  }
+  if (name[0] == '\0') {
+    KEL_TRACE_ERROR("Error parameters" << TraceCid{callId} << TraceThis{this});
+    return 0;
+  }
+  const SubscribeId_t id = ++m_subscribeId;
+  handler->id = id;
+  handler->group = group;
+  handler->name = name;
+  handler->busyThread = 0;
+  handler->busyCount = 0;
+  KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name << ", " << id
+                      << ", m_TotalObservers=" << m_TotalObservers.load() << TraceCid{callId}
+                      << TraceThis{this});
+  if (m_observers[group].Bind(name, handler) != KEL_S_OK) return 0;
+  m_TotalObservers.fetch_add(1);
+  m_handlers.Set(id, handler);
+  return id;
+}
+
+int32_t KelConfig::unsubscribeConfig(KelConfigGroup group, const char* name,
+                                     const ConfigEventHandler::Ptr& handler) {
+  if (!handler) return KEL_E_INVALIDARG;
+  if (group >= kGroupLast || name == nullptr) {
+    KEL_TRACE_ERROR("Error parameters" << TraceCid{callId} << TraceThis{this});
+    return KEL_E_INVALIDARG;
+  }
+  KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name << ", " << handler->id
+                      << ", m_TotalObservers=" << m_TotalObservers.load() << TraceCid{callId}
+                      << TraceThis{this});
+  const char* const signature = __PRETTY_FUNCTION__;
+  const uint64_t self = GetThreadSelfId();
+  const int32_t result =
+      m_observers[group].Unsubscribe(name, handler, [&](const ConfigEventHandler::Ptr& removed) {
+        m_TotalObservers.fetch_sub(1);
+        const uint64_t busyThread = removed->busyThread.load();
+        if (busyThread == 0) return;
+        // A delivery is under way; the removal goes ahead and waits for it below.
+        KEL_TRACE_AS(0, signature,
+                     (busyThread == self ? ", Same thread remove itself when notification, "
+                                         : ", Other thread remove itself when notification, ")
+                         << name << ", " << busyThread << ", " << removed->id << TraceCid{callId}
+                         << TraceThis{this});
+      });
+  if (result != KEL_S_OK) return result;
+
+  // Wait for deliveries that are still running. A callback removing its own subscription waits
+  // for itself, so the wait is bounded: after about 3 s the removal counts as done.
+  const long long start = NowMillis();
+  long long lastReport = start;
+  for (int sleeps = 0; handler->busyCount.load() >= 1 && sleeps < kRemovalWaitMaxSleeps; ++sleeps) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    const long long now = NowMillis();
+    if (now - lastReport > kRemovalReportMillis) {
+      lastReport = now;
+      KEL_TRACE_WARN(", " << name << " Waiting for long time..." << TraceThis{this});
+    }
+    if (now - start >= kRemovalWaitMillis) break;
+  }
+  return KEL_S_OK;
 }
 
 int32_t KelConfig::SetKelConfig(KelConfigGroup group, const char* szConfigName, ConfigValue value,
@@ -51,7 +180,8 @@ int32_t KelConfig::SetKelConfig(KelConfigGroup group, const char* szConfigName, 
   ConfigValue oldValue =
       bRemove ? m_values[group].GetErase(name) : m_values[group].Set(name, value);
   // The map's lock is released: subscribers run without it.
-  return fireEvents(szConfigName, std::move(oldValue), std::move(value), group, bForceNotify);
+  return fireEvents(m_observers[group], szConfigName, std::move(oldValue), std::move(value), group,
+                    bForceNotify);
 }
 
 int32_t KelConfig::GetKelConfig(KelConfigGroup group, const char* szConfigName,
@@ -71,7 +201,7 @@ int32_t KelConfig::GetDynamicConfig(KelConfigGroup group, const char* szConfigNa
     return KEL_E_INVALIDARG;
   }
   if (szConfigName[0] == '\0') return KEL_E_INVALIDARG;
-  return invokeEvent(szConfigName, value, defaultValue, group);
+  return invokeEvent(m_observers[group], szConfigName, value, defaultValue, group);
 }
 
 int32_t KelConfig::RemoveKelConfig(KelConfigGroup group, const char* szConfigName) {
@@ -105,32 +235,92 @@ int32_t KelConfig::ApplyKelConfigs(const char* /*szJsonConfig*/) {
   return KEL_E_BADSTATE;
 }
 
-int32_t KelConfig::fireEvents(const char* name, ConfigValue oldValue, ConfigValue newValue,
-                              KelConfigGroup group, bool bForceNotify) {
+int32_t KelConfig::fireEvents(ObserverMgr& mgr, const char* name, ConfigValue oldValue,
+                              ConfigValue newValue, KelConfigGroup group, bool bForceNotify) {
   if (name == nullptr || group >= kGroupLast) {
     KEL_TRACE_ERROR("Error parameters" << TraceCid{callId} << TraceThis{this});
     return KEL_E_INVALIDARG;
   }
+  const uint64_t self = GetThreadSelfId();
   if (!bForceNotify && oldValue == newValue) return KEL_E_UNCHANGED;
   KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name << ", "
                       << oldValue.ToCstr() << " -> " << newValue.ToCstr() << ", bForceNotify="
                       << (bForceNotify ? 1 : 0) << TraceCid{callId} << TraceThis{this});
-  // The key's subscribers are told here, once the group's observer list exists; until then
-  // nobody watches any key.
-  return KEL_E_NOOBSERVER;
+  // A store nobody subscribed to has empty lists: skip the walk. (A subscription registering at
+  // this moment reads the value just written for its first notification.)
+  if (m_TotalObservers.load() == 0) return KEL_E_NOOBSERVER;
+
+  const char* const signature = __PRETTY_FUNCTION__;
+  std::optional<KelConfigEvent> event;  // built for the first subscriber only
+  uint32_t nObservers = 0;
+  mgr.FireEvent(
+      name,
+      [&](const ConfigEventHandler::Ptr& handler) {
+        if (!handler->onChanged) return;
+        handler->busyCount.fetch_add(1);
+        uint64_t busyThread = 0;
+        if (handler->busyThread.compare_exchange_strong(busyThread, self)) return;
+        // Another delivery to this handler is under way; this one goes ahead as well.
+        KEL_TRACE_AS(1, signature,
+                     ", fireEvents Multiple notification, " << handler->name << ", " << busyThread
+                                                            << ", " << handler->id << ", " << self
+                                                            << TraceCid{callId} << TraceThis{this});
+      },
+      [&](const ConfigEventHandler::Ptr& handler) {
+        if (!event) {
+          event.emplace();
+          event->name = name;
+          event->oldValue = std::move(oldValue);
+          event->newValue = std::move(newValue);
+          event->SetGroup(group);
+        }
+        ObserverMgr::DeliverChange(handler, *event, nObservers, self);
+      });
+  if (nObservers == 0) return KEL_E_NOOBSERVER;
+  KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name
+                      << ", nObservers=" << nObservers << TraceCid{callId} << TraceThis{this});
+  return KEL_S_OK;
 }
 
-int32_t KelConfig::invokeEvent(const char* name, ConfigValue& /*value*/,
-                               const ConfigValue& /*defaultValue*/, KelConfigGroup group) {
+int32_t KelConfig::invokeEvent(ObserverMgr& mgr, const char* name, ConfigValue& value,
+                               const ConfigValue& defaultValue, KelConfigGroup group) {
   if (name == nullptr || group >= kGroupLast) {
     KEL_TRACE_ERROR("Error parameters" << TraceCid{callId} << TraceThis{this});
     return KEL_E_INVALIDARG;
   }
   KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name << TraceCid{callId}
                       << TraceThis{this});
-  // The key's provider is asked here, once the group's observer list exists; until then no key
-  // has one.
-  return KEL_E_NOOBSERVER;
+  const char* const signature = __PRETTY_FUNCTION__;
+  const uint64_t self = GetThreadSelfId();
+  std::optional<KelConfigEvent> event;  // built for the first provider only
+  uint32_t nCallees = 0;
+  mgr.FireEvent(
+      name,
+      [&](const ConfigEventHandler::Ptr& handler) {
+        if (!handler->onInvoke) return;
+        handler->busyCount.fetch_add(1);
+        uint64_t busyThread = 0;
+        if (handler->busyThread.compare_exchange_strong(busyThread, self)) return;
+        KEL_TRACE_AS(1, signature,
+                     ", invokeEvent Multiple notification, "
+                         << handler->name << ", " << busyThread << ", " << handler->id << ", "
+                         << self << TraceCid{callId} << TraceThis{this});
+      },
+      [&](const ConfigEventHandler::Ptr& handler) {
+        if (!event) {
+          event.emplace();
+          event->name = name;
+          event->defaultValue = defaultValue;
+          event->SetGroup(group);
+        }
+        ObserverMgr::DeliverInvoke(handler, *event, nCallees, value, self);
+      });
+  if (nCallees > 1) {
+    KEL_TRACE_ERROR(", Bind too much, , " << KelConfigGroup2GroupName(group) << ", " << name
+                                          << ", nCallees=" << nCallees << TraceCid{callId}
+                                          << TraceThis{this});
+  }
+  return nCallees > 0 ? KEL_S_OK : KEL_E_NOOBSERVER;
 }
 
 }  // namespace kelStore

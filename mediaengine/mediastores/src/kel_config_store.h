@@ -8,17 +8,13 @@
 #include <string>
 
 #include "atom_map.h"
+#include "config_event_handler.h"
+#include "kel_config_observer_mgr.h"
 #include "mediastores/config_data.h"
 #include "mediastores/kel_config.h"
 #include "mediastores/kel_config_group.h"
 
 namespace kelStore {
-
-// The record of one subscription or binding, and the per-group observer lists that hold them
-// (change-notification machinery).
-class ConfigEventHandler;
-template <class HandlerPtr>
-class KelConfigObserverMgr;
 
 // Keeps the values of one call in thirteen groups, one locked map per group, and announces
 // changes through the firing step. Made, shared and counted by the registry
@@ -58,24 +54,40 @@ class KelConfig : public IKelConfig {
   bool IsCleaned() const { return cleaned; }
   void SetCleaned() { cleaned = true; }
 
-  // Firing step of a set: tells the subscribers of `name` in `group` that its value went from
-  // `oldValue` to `newValue`. KEL_E_UNCHANGED when the values are equal and `bForceNotify` is
-  // not set (nobody is told); KEL_S_OK when somebody was told; KEL_E_NOOBSERVER when nobody
-  // watches the key; KEL_E_INVALIDARG for a null name or a group above 12.
-  int32_t fireEvents(const char* name, ConfigValue oldValue, ConfigValue newValue,
+  using ObserverMgr = KelConfigObserverMgr<ConfigEventHandler::Ptr>;
+
+  // Firing step of a set: tells the subscribers of `name` in `group` (whose observer list is
+  // `mgr`) that its value went from `oldValue` to `newValue`. KEL_E_UNCHANGED when the values are
+  // equal and `bForceNotify` is not set (nobody is told); KEL_S_OK when somebody was told;
+  // KEL_E_NOOBSERVER when nobody watches the key; KEL_E_INVALIDARG for a null name or a group
+  // above 12.
+  int32_t fireEvents(ObserverMgr& mgr, const char* name, ConfigValue oldValue, ConfigValue newValue,
                      KelConfigGroup group, bool bForceNotify);
   // Asks the provider bound to `name` in `group` for its value (into `value`), offering
   // `defaultValue`. KEL_E_NOOBSERVER, `value` untouched, when nobody is bound to the key.
-  int32_t invokeEvent(const char* name, ConfigValue& value, const ConfigValue& defaultValue,
-                      KelConfigGroup group);
+  int32_t invokeEvent(ObserverMgr& mgr, const char* name, ConfigValue& value,
+                      const ConfigValue& defaultValue, KelConfigGroup group);
+
+  // Registration steps behind SubscribeConfig, BindConfig and UnsubscribeConfig. The handler must
+  // be unregistered (id 0) and carry the matching callback.
+  SubscribeId_t subscribeConfig(KelConfigGroup group, const char* name,
+                                const ConfigEventHandler::Ptr& handler, AOxThread* pRunThread,
+                                bool bAsync);
+  SubscribeId_t bindConfig(KelConfigGroup group, const char* name,
+                           const ConfigEventHandler::Ptr& handler);
+  // Takes the handler out of its key's list, then waits (1 ms sleeps, about 3 s at most) until
+  // no delivery to it is running.
+  int32_t unsubscribeConfig(KelConfigGroup group, const char* name,
+                            const ConfigEventHandler::Ptr& handler);
+
+  // The observer list of a usable group.
+  ObserverMgr& Observers(KelConfigGroup group) { return m_observers[group]; }
+
+  // Subscriptions and bindings currently registered (observer lists raise it as they take a
+  // subscription).
+  std::atomic<uint32_t> m_TotalObservers{0};
 
  private:
-  // An observer list raises m_TotalObservers when it takes a subscription.
-  template <class HandlerPtr>
-  friend class KelConfigObserverMgr;
-
-  // Subscriptions and bindings currently registered.
-  std::atomic<uint32_t> m_TotalObservers{0};
   const uint32_t callId;
   // Text of the last DumpKelConfigs, returned to its caller.
   std::string m_dumpText;
@@ -83,8 +95,8 @@ class KelConfig : public IKelConfig {
   std::atomic<SubscribeId_t> m_subscribeId{0};
   // Every live subscription and binding by id.
   atomMap<SubscribeId_t, std::shared_ptr<ConfigEventHandler>> m_handlers;
-  // (The per-group observer lists of the change-notification machinery go here, between the id
-  // table and the value maps, one per usable group.)
+  // Subscribers and providers by key, one list per usable group.
+  ObserverMgr m_observers[kGroupLast];
   // Values by name, one map per usable group.
   atomMap<std::string, ConfigData> m_values[kGroupLast];
   bool cleaned = false;
