@@ -12,6 +12,8 @@
 #include "mediastores/kel_config_group.h"
 #include "mediastores/kel_config_helper.h"
 #include "mediastores/kel_unknown.h"
+#include "mediastores/media_info.h"
+#include "mediastores/mediastores_entity.h"
 #include "mediastores/result_codes.h"
 #include "mediastores/safe_lib.h"
 #include "mediastores/session_type.h"

@@ -20,5 +20,10 @@
 #include "kel_config_registry.h"
 #include "kel_config_store.h"
 
+// Media statistics store
+#include "kel_audio_info.h"
+#include "kel_mediastores.h"
+#include "kel_stats_access.h"
+#include "kel_video_info.h"
 
 #endif  // MEDIASTORES_INTERNAL_H_

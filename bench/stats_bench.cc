@@ -1,0 +1,268 @@
+// Media statistics store: the cost of each kind of update, of the getters next to a memcpy of
+// the same size (the floor), and of a create/release of an existing key.
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <vector>
+
+#include "mediastores_internal.h"
+
+namespace {
+
+using kelStore::IKelAudioInfo;
+using kelStore::IKelVideoInfo;
+
+constexpr unsigned kCallId = 424242;
+
+// Statistics objects obtained the way the engine obtains them, so that every call goes through
+// the interface's virtual table.
+struct Objects {
+  Objects() {
+    kelStore::createMediastoresEntity(kelStore::KEL_MEDIASTORES_AUDIO, kCallId, &audioEntity);
+    kelStore::createMediastoresEntity(kelStore::KEL_MEDIASTORES_VIDEO, kCallId, &videoEntity);
+    audio = static_cast<IKelAudioInfo*>(audioEntity);
+    video = static_cast<IKelVideoInfo*>(videoEntity);
+    streams.resize(6);
+    for (int i = 0; i < 6; ++i) {
+      streams[i].field_at_300 = 30 + i;
+      streams[i].idrReasonCount[0] = i;
+    }
+    video->UpdateStreamsInfo(streams.data(), 6);
+  }
+  void* audioEntity = nullptr;
+  void* videoEntity = nullptr;
+  IKelAudioInfo* audio = nullptr;
+  IKelVideoInfo* video = nullptr;
+  std::vector<kelStore::st_KelVideoStreamStatInfo> streams;
+};
+
+Objects& Get() {
+  static Objects objects;
+  return objects;
+}
+
+// ---- updates ----
+
+void BM_AudioUpdateTxBitRate(benchmark::State& state) {
+  IKelAudioInfo* a = Get().audio;
+  unsigned value = 0;
+  for (auto _ : state)
+    a->updateTxBitRate(++value);
+}
+BENCHMARK(BM_AudioUpdateTxBitRate);
+
+void BM_AudioUpdateRxBitRate(benchmark::State& state) {
+  IKelAudioInfo* a = Get().audio;
+  unsigned value = 0;
+  for (auto _ : state)
+    a->updateRxBitRate(7, ++value);
+}
+BENCHMARK(BM_AudioUpdateRxBitRate);
+
+void BM_AudioUpdateLevels(benchmark::State& state) {
+  IKelAudioInfo* a = Get().audio;
+  float value = 0;
+  for (auto _ : state) {
+    a->updateNoiseLevel(value, value + 1, value + 2);
+    value += 1;
+  }
+}
+BENCHMARK(BM_AudioUpdateLevels);
+
+void BM_AudioUpdatePayloadType(benchmark::State& state) {
+  IKelAudioInfo* a = Get().audio;
+  for (auto _ : state)
+    a->updatePayloadType(7, kelStore::KEL_AUDIO_PAYLOAD_DYNAMIC_107);
+}
+BENCHMARK(BM_AudioUpdatePayloadType);
+
+void BM_AudioUpdateSendCodecInfo(benchmark::State& state) {
+  IKelAudioInfo* a = Get().audio;
+  kelStore::st_KelAudioCodecStatisticsInfo codec{};
+  codec.payloadType = kelStore::KEL_AUDIO_PAYLOAD_DYNAMIC_107;
+  for (auto _ : state) {
+    ++codec.field_at_16;
+    a->updateSendCodecInfo(codec);
+  }
+}
+BENCHMARK(BM_AudioUpdateSendCodecInfo);
+
+void BM_AudioUpdateJitterBuffer(benchmark::State& state) {
+  IKelAudioInfo* a = Get().audio;
+  kelStore::st_KelAudioJitterBufferStatistics jb{};
+  for (auto _ : state) {
+    ++jb.field_at_40;
+    a->updateJitterBufferStatistics(6, jb, 1, 2);
+  }
+}
+BENCHMARK(BM_AudioUpdateJitterBuffer);
+
+void BM_AudioUpdateE2EDelay(benchmark::State& state) {
+  IKelAudioInfo* a = Get().audio;
+  unsigned value = 0;
+  for (auto _ : state) {
+    ++value;
+    a->updateE2EDelayInfo(7, value, value + 1, value + 2);
+  }
+}
+BENCHMARK(BM_AudioUpdateE2EDelay);
+
+void BM_AudioUpdateAVSync(benchmark::State& state) {
+  IKelAudioInfo* a = Get().audio;
+  kel::_tagSyncStatistics sync{};
+  for (auto _ : state) {
+    ++sync.values[0];
+    a->updateAVSyncStatistics(7, sync);
+  }
+}
+BENCHMARK(BM_AudioUpdateAVSync);
+
+void BM_VideoUpdateFrameCount(benchmark::State& state) {
+  IKelVideoInfo* v = Get().video;
+  unsigned value = 0;
+  for (auto _ : state)
+    v->UpdateVideoEncFrameCnt(++value);
+}
+BENCHMARK(BM_VideoUpdateFrameCount);
+
+void BM_VideoUpdateBitrateFps(benchmark::State& state) {
+  IKelVideoInfo* v = Get().video;
+  unsigned value = 0;
+  for (auto _ : state)
+    v->UpdateVideoEncBitrateFps(++value, 30, 29.97f);
+}
+BENCHMARK(BM_VideoUpdateBitrateFps);
+
+void BM_VideoUpdateNoiseLevel(benchmark::State& state) {
+  IKelVideoInfo* v = Get().video;
+  int value = 0;
+  for (auto _ : state)
+    v->UpdateNoiseLevel(++value);
+}
+BENCHMARK(BM_VideoUpdateNoiseLevel);
+
+void BM_VideoUpdateIdrSentAndReasons(benchmark::State& state) {
+  Objects& o = Get();
+  unsigned value = 0;
+  for (auto _ : state)
+    o.video->UpdateVideoEncIdrSentAndReasonCnt(++value, o.streams.data(), 2);
+}
+BENCHMARK(BM_VideoUpdateIdrSentAndReasons);
+
+void BM_VideoUpdateOneLayer(benchmark::State& state) {
+  Objects& o = Get();
+  unsigned value = 0;
+  for (auto _ : state)
+    o.video->UpdateOneVideoLayerInfo(o.streams.data(), 2, false, ++value);
+}
+BENCHMARK(BM_VideoUpdateOneLayer);
+
+void BM_VideoUpdateStreamsInfo6(benchmark::State& state) {
+  Objects& o = Get();
+  for (auto _ : state)
+    o.video->UpdateStreamsInfo(o.streams.data(), 6);
+}
+BENCHMARK(BM_VideoUpdateStreamsInfo6);
+
+void BM_VideoUpdateAV1Metrics(benchmark::State& state) {
+  IKelVideoInfo* v = Get().video;
+  int value = 0;
+  for (auto _ : state)
+    v->UpdateAV1Metrics(++value, "main-profile", "tiles=4,sb=64");
+}
+BENCHMARK(BM_VideoUpdateAV1Metrics);
+
+// ---- getters and their floors ----
+
+// A plain memcpy of `size` bytes between two buffers, the size known only at run time (as in a
+// bounds-checked copy). The buffers are apart, as a statistics object and a reader's buffer are.
+alignas(64) unsigned char g_floorSource[4096];
+alignas(64) unsigned char g_floorDestination[4096];
+void MemcpyFloor(benchmark::State& state, size_t size) {
+  size_t n = size;
+  benchmark::DoNotOptimize(n);
+  for (auto _ : state) {
+    std::memcpy(g_floorDestination, g_floorSource, n);
+    benchmark::DoNotOptimize(g_floorDestination);
+    benchmark::ClobberMemory();
+  }
+}
+void BM_Memcpy120(benchmark::State& state) {
+  MemcpyFloor(state, 120);
+}
+void BM_Memcpy260(benchmark::State& state) {
+  MemcpyFloor(state, 260);
+}
+void BM_Memcpy2064(benchmark::State& state) {
+  MemcpyFloor(state, 2064);
+}
+BENCHMARK(BM_Memcpy120);
+BENCHMARK(BM_Memcpy260);
+BENCHMARK(BM_Memcpy2064);
+
+void BM_AudioGetTxMediaInfo(benchmark::State& state) {
+  IKelAudioInfo* a = Get().audio;
+  const bool reset = state.range(0) != 0;
+  kelStore::st_KelAudioTxStatisticsInfo tx;
+  for (auto _ : state) {
+    a->GetTxMediaInfo(&tx, reset);
+    benchmark::DoNotOptimize(&tx);
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(BM_AudioGetTxMediaInfo)->ArgName("reset")->Arg(0)->Arg(1);
+
+void BM_AudioGetRxAudioInfo(benchmark::State& state) {
+  IKelAudioInfo* a = Get().audio;
+  const bool reset = state.range(0) != 0;
+  kelStore::st_KelAudioRxStatisticsInfo rx;
+  int index = 0;
+  for (auto _ : state) {
+    a->GetRxAudioInfo(&rx, index, reset);
+    index = (index + 1) % 2;  // both slot alignments
+    benchmark::DoNotOptimize(&rx);
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(BM_AudioGetRxAudioInfo)->ArgName("reset")->Arg(0)->Arg(1);
+
+void BM_AudioGetAVSyncInfo(benchmark::State& state) {
+  IKelAudioInfo* a = Get().audio;
+  kel::_tagSyncStatistics sync;
+  for (auto _ : state) {
+    a->GetAVSyncInfo(&sync, 7);
+    benchmark::DoNotOptimize(&sync);
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(BM_AudioGetAVSyncInfo);
+
+void BM_VideoGetTxMediaInfo(benchmark::State& state) {
+  IKelVideoInfo* v = Get().video;
+  const bool reset = state.range(0) != 0;
+  kelStore::st_KelVideoTxStatisticsInfo tx;
+  for (auto _ : state) {
+    v->GetTxMediaInfo(&tx, reset);
+    benchmark::DoNotOptimize(&tx);
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(BM_VideoGetTxMediaInfo)->ArgName("reset")->Arg(0)->Arg(1);
+
+// ---- registry ----
+
+// One create and one release of a key that stays registered (another reference holds it).
+void BM_CreateReleaseExistingKey(benchmark::State& state) {
+  Get();
+  for (auto _ : state) {
+    void* p = nullptr;
+    kelStore::createMediastoresEntity(kelStore::KEL_MEDIASTORES_AUDIO, kCallId, &p);
+    benchmark::DoNotOptimize(
+        kelStore::releaseMediastoresEntity(kelStore::KEL_MEDIASTORES_AUDIO, kCallId, p));
+  }
+}
+BENCHMARK(BM_CreateReleaseExistingKey);
+
+}  // namespace
+
+BENCHMARK_MAIN();

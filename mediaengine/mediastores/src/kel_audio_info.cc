@@ -1,0 +1,264 @@
+#include "kel_audio_info.h"
+
+#include <cstddef>
+#include <cstring>
+
+#include "kel_stats_access.h"
+#include "mediastores/result_codes.h"
+
+namespace kelStore {
+
+namespace sa = statsaccess;
+
+namespace {
+
+constexpr size_t kTxSize = sizeof(st_KelAudioTxStatisticsInfo);
+constexpr size_t kRxSize = sizeof(st_KelAudioRxStatisticsInfo);
+constexpr size_t kSyncSize = sizeof(kel::_tagSyncStatistics);
+
+// Levels a reset (and a resetting transmit read) puts back, and the value of the field at 112.
+constexpr float kResetNoiseLevel = -100.0f;
+constexpr float kResetAecLevel = 0.0f;
+constexpr float kResetSpeechLevel = -100.0f;
+constexpr uint32_t kResetField112 = 20;
+
+// Jitter-buffer fields a resetting receive read clears: bytes 120 to 131.
+constexpr size_t kRxClearedAt = offsetof(st_KelAudioRxStatisticsInfo, field_at_120);
+constexpr size_t kRxClearedSize = 12;
+static_assert(kRxClearedAt == 120 && offsetof(st_KelAudioRxStatisticsInfo, field_at_128) == 128,
+              "a resetting receive read clears bytes 120 to 131");
+
+struct PayloadCodec {
+  int32_t payloadType;
+  int32_t code;
+};
+constexpr PayloadCodec kPayloadCodecs[] = {
+    {KEL_AUDIO_PAYLOAD_PCMU, 1},         {KEL_AUDIO_PAYLOAD_PCMA, 2},
+    {KEL_AUDIO_PAYLOAD_G722, 5},         {KEL_AUDIO_PAYLOAD_G729, 7},
+    {KEL_AUDIO_PAYLOAD_DYNAMIC_101, 4},  {KEL_AUDIO_PAYLOAD_DYNAMIC_102, 3},
+    {KEL_AUDIO_PAYLOAD_DYNAMIC_103, 8},  {KEL_AUDIO_PAYLOAD_DYNAMIC_104, 9},
+    {KEL_AUDIO_PAYLOAD_DYNAMIC_105, 10}, {KEL_AUDIO_PAYLOAD_DYNAMIC_106, 11},
+    {KEL_AUDIO_PAYLOAD_DYNAMIC_107, 12},
+};
+
+// The 64-bit fields of the four-byte packed records, by byte position.
+constexpr size_t kTxField96 = offsetof(st_KelAudioTxStatisticsInfo, field_at_96);
+constexpr size_t kRxField132 = offsetof(st_KelAudioRxStatisticsInfo, field_at_132);
+
+}  // namespace
+
+bool mapAudioPayloadTypeToKELCodec(KEL_AUDIO_PAYLOAD_TYPE payloadType, int32_t& code) {
+  for (const PayloadCodec& entry : kPayloadCodecs) {
+    if (entry.payloadType == payloadType) {
+      code = entry.code;
+      return true;
+    }
+  }
+  return false;
+}
+
+int32_t queryKelUnknown(kel::CKelUnknownImpl* self, const kel::_tagUUID& id, void** out) {
+  static const unsigned char kUnknownId[16] = {0x00, 0x00, 0x00, 0x00, 0x13, 0x20, 0x14, 0x01,
+                                               0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF};
+  static_assert(sizeof(kel::_tagUUID) == sizeof(kUnknownId), "identifiers are 16 bytes");
+  if (out == nullptr) return KEL_E_POINTER;
+  if (std::memcmp(&id, kUnknownId, sizeof(kUnknownId)) != 0) {
+    *out = nullptr;
+    return KEL_E_NOINTERFACE;
+  }
+  *out = self;
+  self->InternalAddRef();
+  return KEL_S_OK;
+}
+
+KelAudioStatisticInfo::KelAudioStatisticInfo(unsigned int callId)
+    : m_callId(0xFFFFFFFFu), m_txInfo(), m_rxInfo(), m_syncInfo() {
+  reset(callId);
+}
+
+KelAudioStatisticInfo::~KelAudioStatisticInfo() = default;
+
+st_KelAudioRxStatisticsInfo* KelAudioStatisticInfo::rxRecord(int index) {
+  const unsigned int slot = static_cast<unsigned int>(index);
+  return slot < kKelAudioStreamCount ? &m_rxInfo[slot].record : nullptr;
+}
+
+void KelAudioStatisticInfo::resetTxLevels() {
+  for (int i = 0; i < 3; ++i) {
+    sa::Store(&m_txInfo.noiseLevel[i], kResetNoiseLevel);
+    sa::Store(&m_txInfo.aecLevel[i], kResetAecLevel);
+    sa::Store(&m_txInfo.speechLevel[i], kResetSpeechLevel);
+  }
+  sa::Store(&m_txInfo.field_at_112, kResetField112);
+}
+
+int32_t KelAudioStatisticInfo::UpdateTxMediaInfo(void* src) {
+  if (src == nullptr) return KEL_E_BADSTATE;
+  return sa::CheckedCopyIn(&m_txInfo, src, kTxSize) == 0 ? KEL_S_OK : KEL_E_BADSTATE;
+}
+
+int32_t KelAudioStatisticInfo::UpdateRxMediaInfo(void*) {
+  return KEL_E_BADSTATE;
+}
+
+int32_t KelAudioStatisticInfo::GetTxMediaInfo(void* dst, bool reset) {
+  if (dst == nullptr) return KEL_E_BADSTATE;
+  sa::CopyOut(dst, &m_txInfo, kTxSize);
+  if (reset) resetTxLevels();
+  return KEL_S_OK;
+}
+
+int32_t KelAudioStatisticInfo::GetRxMediaInfo(void*, bool) {
+  return KEL_S_OK;
+}
+
+int32_t KelAudioStatisticInfo::reset(unsigned int callId) {
+  int result = sa::CheckedZero(&m_txInfo, kTxSize);
+  for (RxSlot& slot : m_rxInfo)
+    result = sa::CheckedZero(&slot.record, kRxSize);
+  for (kel::_tagSyncStatistics& sync : m_syncInfo)
+    result = sa::CheckedZero(&sync, kSyncSize);
+  resetTxLevels();
+  sa::Store(&m_callId, callId);
+  return result;
+}
+
+unsigned int KelAudioStatisticInfo::GetCallId() {
+  return sa::Load(&m_callId);
+}
+
+void KelAudioStatisticInfo::updateSendCodecInfo(const st_KelAudioCodecStatisticsInfo& info) {
+  sa::Store(&m_txInfo.lbrrFlag, info.lbrrFlag);
+  sa::Store(&m_txInfo.field_at_4, info.field_at_4);
+  int32_t code = 0;
+  if (mapAudioPayloadTypeToKELCodec(info.payloadType, code)) sa::Store(&m_txInfo.codec, code);
+  sa::Store(&m_txInfo.encodeDropFrameInMs, info.encodeDropFrameInMs);
+  sa::Store64At(&m_txInfo, kTxField96, info.field_at_16);
+  sa::Store(&m_txInfo.field_at_104, info.field_at_24);
+}
+
+void KelAudioStatisticInfo::updateTxBitRate(unsigned int bitRate) {
+  sa::Store(&m_txInfo.txBitRate, bitRate);
+}
+
+void KelAudioStatisticInfo::updateRxBitRate(int index, unsigned int bitRate) {
+  if (st_KelAudioRxStatisticsInfo* rx = rxRecord(index)) sa::Store(&rx->rxBitRate, bitRate);
+}
+
+void KelAudioStatisticInfo::updateUnstableEventCount(unsigned int count) {
+  sa::Store(&m_txInfo.unstableEventCount, count);
+}
+
+void KelAudioStatisticInfo::updateAECLevel(float level0, float level1, float level2) {
+  sa::Store(&m_txInfo.aecLevel[0], level0);
+  sa::Store(&m_txInfo.aecLevel[1], level1);
+  sa::Store(&m_txInfo.aecLevel[2], level2);
+}
+
+void KelAudioStatisticInfo::updateNoiseLevel(float level0, float level1, float level2) {
+  sa::Store(&m_txInfo.noiseLevel[0], level0);
+  sa::Store(&m_txInfo.noiseLevel[1], level1);
+  sa::Store(&m_txInfo.noiseLevel[2], level2);
+}
+
+void KelAudioStatisticInfo::updateSpeechLevel(float level0, float level1, float level2) {
+  sa::Store(&m_txInfo.speechLevel[0], level0);
+  sa::Store(&m_txInfo.speechLevel[1], level1);
+  sa::Store(&m_txInfo.speechLevel[2], level2);
+}
+
+void KelAudioStatisticInfo::updatePayloadType(int index, KEL_AUDIO_PAYLOAD_TYPE payloadType) {
+  st_KelAudioRxStatisticsInfo* rx = rxRecord(index);
+  int32_t code = 0;
+  if (rx != nullptr && mapAudioPayloadTypeToKELCodec(payloadType, code)) {
+    sa::Store(&rx->codec, code);
+  }
+}
+
+void KelAudioStatisticInfo::updateDecodeInfo(int index, bool decodeFlag, unsigned int decodeValue) {
+  if (st_KelAudioRxStatisticsInfo* rx = rxRecord(index)) {
+    sa::Store(&rx->decodeFlag, decodeFlag);
+    sa::Store(&rx->decodeValue, decodeValue);
+  }
+}
+
+void KelAudioStatisticInfo::updateJitterBufferStatistics(
+    int index, const st_KelAudioJitterBufferStatistics& stats, int extra0, int extra1) {
+  st_KelAudioRxStatisticsInfo* rx = rxRecord(index);
+  if (rx == nullptr) return;
+  sa::Store(&rx->field_at_108, static_cast<uint8_t>(extra0));
+  sa::Store(&rx->field_at_109, static_cast<uint8_t>(extra1));
+  sa::Store(&rx->field_at_112, stats.field_at_36);
+  // Crosswise on purpose: readers of the receive record expect the field at 12 first.
+  sa::Store(&rx->field_at_120, stats.field_at_12);
+  sa::Store(&rx->field_at_124, stats.field_at_8);
+  sa::Store(&rx->field_at_128, stats.field_at_16);
+  sa::Store64At(rx, kRxField132, stats.field_at_40);
+  sa::Store(&rx->field_at_140, stats.field_at_48);
+}
+
+void KelAudioStatisticInfo::updateE2EDelayInfo(int index, unsigned int delay0, unsigned int delay1,
+                                               unsigned int delay2) {
+  if (st_KelAudioRxStatisticsInfo* rx = rxRecord(index)) {
+    sa::Store(&rx->e2eDelay[0], delay0);
+    sa::Store(&rx->e2eDelay[1], delay1);
+    sa::Store(&rx->e2eDelay[2], delay2);
+  }
+}
+
+void KelAudioStatisticInfo::updateCodecStaticsLBRRflag(int index, bool lbrrFlag) {
+  // The receive LBRR flag shares its byte with the decode flag.
+  if (st_KelAudioRxStatisticsInfo* rx = rxRecord(index)) sa::Store(&rx->decodeFlag, lbrrFlag);
+}
+
+void KelAudioStatisticInfo::updateCodecStaticsLBRRflag(bool lbrrFlag) {
+  sa::Store(&m_txInfo.lbrrFlag, lbrrFlag);
+}
+
+void KelAudioStatisticInfo::updateTxEncodeDropFrameinMS(unsigned int dropFrameInMs) {
+  sa::Store(&m_txInfo.encodeDropFrameInMs, dropFrameInMs);
+}
+
+void KelAudioStatisticInfo::updateAVSyncStatistics(int index,
+                                                   const kel::_tagSyncStatistics& stats) {
+  const unsigned int slot = static_cast<unsigned int>(index);
+  if (slot < kKelAudioStreamCount) sa::CopyIn(&m_syncInfo[slot], &stats, kSyncSize);
+}
+
+int32_t KelAudioStatisticInfo::GetRxAudioInfo(void* dst, int index, bool reset) {
+  st_KelAudioRxStatisticsInfo* rx = rxRecord(index);
+  if (dst == nullptr || rx == nullptr) return KEL_E_BADSTATE;
+  sa::CopyOut(dst, rx, kRxSize);
+  if (reset) sa::Zero(reinterpret_cast<unsigned char*>(rx) + kRxClearedAt, kRxClearedSize);
+  return KEL_S_OK;
+}
+
+int32_t KelAudioStatisticInfo::GetAVSyncInfo(void* dst, int index) {
+  const unsigned int slot = static_cast<unsigned int>(index);
+  if (dst == nullptr || slot >= kKelAudioStreamCount) return KEL_E_BADSTATE;
+  sa::CopyOut(dst, &m_syncInfo[slot], kSyncSize);
+  return KEL_S_OK;
+}
+
+uint32_t KelAudioStatisticInfo::AddRef() {
+  return InternalAddRef();
+}
+
+uint32_t KelAudioStatisticInfo::Release() {
+  return InternalRelease();
+}
+
+uint32_t KelAudioStatisticInfo::GetReference() {
+  return InternalGetReference();
+}
+
+int32_t KelAudioStatisticInfo::QueryInterface(const kel::_tagUUID& id, void** out) {
+  return queryKelUnknown(this, id, out);
+}
+
+KelContentAudioStatisticInfo::KelContentAudioStatisticInfo(unsigned int callId)
+    : KelAudioStatisticInfo(callId) {}
+
+KelContentAudioStatisticInfo::~KelContentAudioStatisticInfo() = default;
+
+}  // namespace kelStore

@@ -1,0 +1,125 @@
+// Lock-free access to the statistics records that writer and reader threads share.
+//
+// A statistics object has no lock: the pipeline's threads write single fields while a reporter
+// copies whole records out (and may clear some fields as it reads). Every access to a shared
+// record therefore goes through these helpers, which use relaxed atomic loads and stores on the
+// plain fields. On the targets the library is built for a relaxed atomic access of up to eight
+// aligned bytes is an ordinary move, so updates cost what a plain store costs, while concurrent
+// writers and readers stay well defined (and clean under ThreadSanitizer). Whole records move in
+// aligned eight-byte words (four-byte words at the edges), read through may_alias word types
+// because a record holds fields of many types. A copied record may therefore mix old and new
+// field values, but no field aligned to its own size is ever seen half-written.
+#ifndef MEDIASTORES_KEL_STATS_ACCESS_H_
+#define MEDIASTORES_KEL_STATS_ACCESS_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "mediastores/safe_lib.h"
+
+namespace kelStore {
+namespace statsaccess {
+
+typedef uint32_t KelWord32 __attribute__((may_alias));
+typedef uint64_t KelWord64 __attribute__((may_alias));
+
+template <typename T>
+inline void Store(T* field, T value) {
+  static_assert(std::is_trivially_copyable<T>::value && sizeof(T) <= 8, "one machine word");
+  __atomic_store(field, &value, __ATOMIC_RELAXED);
+}
+
+template <typename T>
+inline T Load(const T* field) {
+  static_assert(std::is_trivially_copyable<T>::value && sizeof(T) <= 8, "one machine word");
+  T value;
+  __atomic_load(field, &value, __ATOMIC_RELAXED);
+  return value;
+}
+
+// A 64-bit field of a four-byte packed record, addressed by byte position: one store when the
+// field is eight-byte aligned in memory, else two four-byte stores (low half first).
+inline void Store64At(void* record, size_t position, uint64_t value) {
+  unsigned char* at = static_cast<unsigned char*>(record) + position;
+  if ((reinterpret_cast<uintptr_t>(at) & 7u) == 0) {
+    __atomic_store_n(reinterpret_cast<KelWord64*>(at), value, __ATOMIC_RELAXED);
+    return;
+  }
+  uint32_t halves[2];
+  std::memcpy(halves, &value, sizeof(halves));
+  __atomic_store_n(reinterpret_cast<KelWord32*>(at), halves[0], __ATOMIC_RELAXED);
+  __atomic_store_n(reinterpret_cast<KelWord32*>(at + 4), halves[1], __ATOMIC_RELAXED);
+}
+
+// Copies `size` bytes (a multiple of 4) out of the shared record at `shared` (4-byte aligned)
+// into the caller's private buffer `dst` (any alignment). Every aligned eight-byte word of the
+// record (four-byte at the edges) is read whole. Readers copy whole records on every report, so
+// where the processor has AVX2 the words are read 32 bytes at a time (kel_stats_access.cc).
+void CopyOut(void* dst, const void* shared, size_t size);
+
+// The same with single relaxed atomic loads, whatever the processor.
+void CopyOutWords(void* dst, const void* shared, size_t size);
+
+// Copies `size` bytes (a multiple of 4) from the caller's private buffer `src` into the shared
+// record at `shared` (4-byte aligned).
+inline void CopyIn(void* shared, const void* src, size_t size) {
+  unsigned char* to = static_cast<unsigned char*>(shared);
+  const unsigned char* from = static_cast<const unsigned char*>(src);
+  size_t at = 0;
+  if ((reinterpret_cast<uintptr_t>(to) & 7u) != 0 && size >= 4) {
+    uint32_t word;
+    std::memcpy(&word, from, 4);
+    __atomic_store_n(reinterpret_cast<KelWord32*>(to), word, __ATOMIC_RELAXED);
+    at = 4;
+  }
+  for (; at + 8 <= size; at += 8) {
+    uint64_t word;
+    std::memcpy(&word, from + at, 8);
+    __atomic_store_n(reinterpret_cast<KelWord64*>(to + at), word, __ATOMIC_RELAXED);
+  }
+  if (at < size) {
+    uint32_t word;
+    std::memcpy(&word, from + at, 4);
+    __atomic_store_n(reinterpret_cast<KelWord32*>(to + at), word, __ATOMIC_RELAXED);
+  }
+}
+
+// Zeroes `size` bytes (a multiple of 4) of the shared record at `shared` (4-byte aligned).
+inline void Zero(void* shared, size_t size) {
+  unsigned char* to = static_cast<unsigned char*>(shared);
+  size_t at = 0;
+  if ((reinterpret_cast<uintptr_t>(to) & 7u) != 0 && size >= 4) {
+    __atomic_store_n(reinterpret_cast<KelWord32*>(to), 0u, __ATOMIC_RELAXED);
+    at = 4;
+  }
+  for (; at + 8 <= size; at += 8) {
+    __atomic_store_n(reinterpret_cast<KelWord64*>(to + at), uint64_t{0}, __ATOMIC_RELAXED);
+  }
+  if (at < size) __atomic_store_n(reinterpret_cast<KelWord32*>(to + at), 0u, __ATOMIC_RELAXED);
+}
+
+// The bounds-checked forms used when a whole record is written or cleared. memcpy_s / memset_s are
+// called with a zero count: they make their argument checks (null pointers, sizes, a source
+// inside the destination's capacity), reporting a violation to the constraint handler exactly as
+// for a real copy, and move nothing; the bytes then move in relaxed words as above. Each returns
+// the routine's result and moves nothing when it is not 0. (Reads use CopyOut directly: they run
+// on every report, their destination has been checked for null by the getter and their source
+// is the object's own record of fixed size, so there is nothing left for memcpy_s to check.)
+inline int CheckedCopyIn(void* shared, const void* src, size_t size) {
+  const int result = memcpy_s(shared, size, src, 0);
+  if (result == 0) CopyIn(shared, src, size);
+  return result;
+}
+
+inline int CheckedZero(void* shared, size_t size) {
+  const int result = memset_s(shared, size, 0, 0);
+  if (result == 0) Zero(shared, size);
+  return result;
+}
+
+}  // namespace statsaccess
+}  // namespace kelStore
+
+#endif  // MEDIASTORES_KEL_STATS_ACCESS_H_
