@@ -26,6 +26,11 @@ std::string ExtractClassFunctionName(const char* signature);
 // The same, as a view into `signature` (no allocation).
 std::string_view ExtractClassFunctionNameView(const char* signature);
 
+// The name the trace macros print: ExtractClassFunctionNameView without a "*" or "&" that a
+// compiler glued to the name of a function returning a pointer or reference
+// ("const char *ns::F(...)").
+std::string_view KelTraceFunctionName(const char* signature);
+
 // `name` when it is non-null and non-empty, else the module's own name "UTIL".
 const char* GetCurrentModuleName(const char* name);
 
@@ -73,20 +78,20 @@ inline bool KelTracerThrottle(std::atomic<int32_t>& calls) {
 }
 
 // Emits one line of `level`: the emitting function's short name followed by the `<<` pieces.
-#define KEL_TRACE(level, ...)                                                              \
-  do {                                                                                     \
-    if (KelTraceEnabled(level)) {                                                          \
-      char kel_trace_buffer_[1024];                                                        \
-      COxTextFormator kel_trace_line_(kel_trace_buffer_, sizeof(kel_trace_buffer_));       \
-      kel_trace_line_ << ExtractClassFunctionNameView(__PRETTY_FUNCTION__) << __VA_ARGS__; \
-      KelTraceEmit(level, kel_trace_line_);                                                \
-    }                                                                                      \
+#define KEL_TRACE(level, ...)                                                        \
+  do {                                                                               \
+    if (KelTraceEnabled(level)) {                                                    \
+      char kel_trace_buffer_[1024];                                                  \
+      COxTextFormator kel_trace_line_(kel_trace_buffer_, sizeof(kel_trace_buffer_)); \
+      kel_trace_line_ << KelTraceFunctionName(__PRETTY_FUNCTION__) << __VA_ARGS__;   \
+      KelTraceEmit(level, kel_trace_line_);                                          \
+    }                                                                                \
   } while (0)
 
 // Emits one line of `level` named after the function whose __PRETTY_FUNCTION__ is `signature`
 // (for lines built inside a lambda or helper on behalf of that function).
 #define KEL_TRACE_AS(level, signature, ...) \
-  KEL_TRACE_TEXT(level, ExtractClassFunctionNameView(signature) << __VA_ARGS__)
+  KEL_TRACE_TEXT(level, KelTraceFunctionName(signature) << __VA_ARGS__)
 
 // Emits one line of `level` whose text is given whole (no function name in front).
 #define KEL_TRACE_TEXT(level, ...)                                                   \

@@ -52,6 +52,13 @@ std::string_view ExtractClassFunctionNameView(const char* signature) {
   return std::string_view(signature);
 }
 
+std::string_view KelTraceFunctionName(const char* signature) {
+  std::string_view name = ExtractClassFunctionNameView(signature);
+  while (!name.empty() && (name.front() == '*' || name.front() == '&'))
+    name.remove_prefix(1);
+  return name;
+}
+
 std::string ExtractClassFunctionName(const char* signature) {
   return std::string(ExtractClassFunctionNameView(signature));
 }

@@ -51,6 +51,11 @@ void EmitOneOfEachLevel() {
                  << "=" << 2 << TraceCid{7} << TraceThis{nullptr});
 }
 
+const char* PointerReturning() {
+  KEL_TRACE_INFO(", returns a pointer");
+  return nullptr;
+}
+
 int CheckName(const char* name) {
   KEL_ASSERT_RETURN((name != NULL), -1);
   return 0;
@@ -70,6 +75,7 @@ namespace {
 using tracetest::CheckName;
 using tracetest::EmitOneOfEachLevel;
 using tracetest::kCheckNameAssertLine;
+using tracetest::PointerReturning;
 using tracetest::TracedEntryPoint;
 
 TEST(TraceTest, MaskGatesLevels) {
@@ -127,6 +133,17 @@ TEST(TraceTest, AssertionReportsEvenWhenMasked) {
                                              " Assert failed: (name != NULL)");
     }
   }
+}
+
+TEST(TraceTest, NameOfAFunctionReturningAPointer) {
+  // Some compilers write "const char *tracetest::PointerReturning()".
+  TraceCapture capture(2);
+  PointerReturning();
+  EXPECT_EQ(capture.Texts(),
+            std::vector<std::string>{"tracetest::PointerReturning, returns a pointer"});
+  EXPECT_EQ(KelTraceFunctionName("const char *ns::F(int)"), "ns::F");
+  EXPECT_EQ(KelTraceFunctionName("int &ns::G()"), "ns::G");
+  EXPECT_EQ(ExtractClassFunctionName("const char *ns::F(int)"), "*ns::F");  // kept as it is
 }
 
 TEST(TraceTest, FileBaseName) {
