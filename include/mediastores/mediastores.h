@@ -8,6 +8,7 @@
 #include "mediastores/config_event.h"
 #include "mediastores/export.h"
 #include "mediastores/feature_toggle.h"
+#include "mediastores/json/json.h"
 #include "mediastores/kel_config.h"
 #include "mediastores/kel_config_group.h"
 #include "mediastores/kel_config_helper.h"

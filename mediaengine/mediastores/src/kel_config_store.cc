@@ -225,16 +225,6 @@ int32_t KelConfig::RemoveKelConfigByGroup(KelConfigGroup group) {
   return KEL_S_OK;
 }
 
-const char* KelConfig::DumpKelConfigs(ConfigMultGroup_t /*groups*/) {
-  // JSON dumps are not offered by this store yet.
-  return nullptr;
-}
-
-int32_t KelConfig::ApplyKelConfigs(const char* /*szJsonConfig*/) {
-  // JSON documents are not read by this store yet: nothing is applied.
-  return KEL_E_BADSTATE;
-}
-
 int32_t KelConfig::fireEvents(ObserverMgr& mgr, const char* name, ConfigValue oldValue,
                               ConfigValue newValue, KelConfigGroup group, bool bForceNotify) {
   if (name == nullptr || group >= kGroupLast) {

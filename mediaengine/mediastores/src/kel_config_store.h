@@ -11,6 +11,7 @@
 #include "config_event_handler.h"
 #include "kel_config_observer_mgr.h"
 #include "mediastores/config_data.h"
+#include "mediastores/json/value.h"
 #include "mediastores/kel_config.h"
 #include "mediastores/kel_config_group.h"
 
@@ -88,6 +89,10 @@ class KelConfig : public IKelConfig {
   std::atomic<uint32_t> m_TotalObservers{0};
 
  private:
+  // The entries {"key": name, "value": text} of one group, in name order; empty for a group
+  // above 12. Walks the group's values under their lock.
+  json::Array getConfigsJsonArray(KelConfigGroup group);
+
   const uint32_t callId;
   // Text of the last DumpKelConfigs, returned to its caller.
   std::string m_dumpText;

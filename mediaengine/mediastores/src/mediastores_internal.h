@@ -12,11 +12,15 @@
 #include "platform/mutex.h"
 #include "platform/text_formator.h"
 
+// JSON module
+#include "json/reader.h"
+#include "json/writer.h"
 
 // Configuration store
 #include "atom_map.h"
 #include "config_event_handler.h"
 #include "kel_config_observer_mgr.h"
+#include "kel_config_observer_helper.h"
 #include "kel_config_registry.h"
 #include "kel_config_store.h"
 

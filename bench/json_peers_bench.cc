@@ -1,0 +1,171 @@
+// The JSON module next to nlohmann-json, RapidJSON and JsonCpp, reading and writing the same
+// documents: configuration dumps of 10,000 and 100,000 entries and one nested document of mixed
+// scalars. Each figure is in bytes per second of document text. A peer whose package was not
+// found at configure time (bench/json_peers.cmake; bench/install-json-peers.sh installs them) is
+// left out.
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+#include "bench/json_bench_documents.h"
+#include "mediastores/json/json.h"
+
+#if defined(MEDIASTORES_BENCH_NLOHMANN)
+#include <nlohmann/json.hpp>
+#endif
+#if defined(MEDIASTORES_BENCH_RAPIDJSON)
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+#endif
+#if defined(MEDIASTORES_BENCH_JSONCPP)
+#include <json/json.h>
+
+#include <memory>
+#endif
+
+namespace {
+
+enum Document { kConfig10k, kConfig100k, kNested };
+
+const std::string& Text(Document which) {
+  static const std::string config10k = json_bench::ConfigDocument(10000);
+  static const std::string config100k = json_bench::ConfigDocument(100000);
+  static const std::string nested = json_bench::NestedMixedDocument(5000);
+  switch (which) {
+    case kConfig10k:
+      return config10k;
+    case kConfig100k:
+      return config100k;
+    default:
+      return nested;
+  }
+}
+
+Document Which(const benchmark::State& state) {
+  return static_cast<Document>(state.range(0));
+}
+
+void Name(benchmark::internal::Benchmark* b) {
+  b->ArgName("doc")->Arg(kConfig10k)->Arg(kConfig100k)->Arg(kNested)->Unit(benchmark::kMillisecond);
+}
+
+// ---- mediastores json ----
+
+void BM_Read_Mediastores(benchmark::State& state) {
+  const std::string& text = Text(Which(state));
+  for (auto _ : state) {
+    json::Value document = json::Deserialize(text);
+    benchmark::DoNotOptimize(document);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK(BM_Read_Mediastores)->Apply(Name);
+
+void BM_Write_Mediastores(benchmark::State& state) {
+  const json::Value document = json::Deserialize(Text(Which(state)));
+  size_t bytes = 0;
+  for (auto _ : state) {
+    std::string out = json::Serialize(document);
+    bytes = out.size();
+    benchmark::DoNotOptimize(out);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
+}
+BENCHMARK(BM_Write_Mediastores)->Apply(Name);
+
+// ---- nlohmann-json ----
+#if defined(MEDIASTORES_BENCH_NLOHMANN)
+void BM_Read_Nlohmann(benchmark::State& state) {
+  const std::string& text = Text(Which(state));
+  for (auto _ : state) {
+    nlohmann::json document = nlohmann::json::parse(text);
+    benchmark::DoNotOptimize(document);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK(BM_Read_Nlohmann)->Apply(Name);
+
+void BM_Write_Nlohmann(benchmark::State& state) {
+  const nlohmann::json document = nlohmann::json::parse(Text(Which(state)));
+  size_t bytes = 0;
+  for (auto _ : state) {
+    std::string out = document.dump();
+    bytes = out.size();
+    benchmark::DoNotOptimize(out);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
+}
+BENCHMARK(BM_Write_Nlohmann)->Apply(Name);
+#endif
+
+// ---- RapidJSON ----
+#if defined(MEDIASTORES_BENCH_RAPIDJSON)
+void BM_Read_RapidJson(benchmark::State& state) {
+  const std::string& text = Text(Which(state));
+  for (auto _ : state) {
+    rapidjson::Document document;
+    document.Parse(text.c_str(), text.size());
+    benchmark::DoNotOptimize(document.HasParseError());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK(BM_Read_RapidJson)->Apply(Name);
+
+void BM_Write_RapidJson(benchmark::State& state) {
+  const std::string& text = Text(Which(state));
+  rapidjson::Document document;
+  document.Parse(text.c_str(), text.size());
+  size_t bytes = 0;
+  for (auto _ : state) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    document.Accept(writer);
+    std::string out(buffer.GetString(), buffer.GetSize());
+    bytes = out.size();
+    benchmark::DoNotOptimize(out);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
+}
+BENCHMARK(BM_Write_RapidJson)->Apply(Name);
+#endif
+
+// ---- JsonCpp ----
+#if defined(MEDIASTORES_BENCH_JSONCPP)
+Json::Value JsonCppParse(const std::string& text) {
+  Json::CharReaderBuilder builder;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  Json::Value document;
+  std::string errors;
+  reader->parse(text.data(), text.data() + text.size(), &document, &errors);
+  return document;
+}
+
+void BM_Read_JsonCpp(benchmark::State& state) {
+  const std::string& text = Text(Which(state));
+  for (auto _ : state) {
+    Json::Value document = JsonCppParse(text);
+    benchmark::DoNotOptimize(document);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK(BM_Read_JsonCpp)->Apply(Name);
+
+void BM_Write_JsonCpp(benchmark::State& state) {
+  const Json::Value document = JsonCppParse(Text(Which(state)));
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  size_t bytes = 0;
+  for (auto _ : state) {
+    std::string out = Json::writeString(builder, document);
+    bytes = out.size();
+    benchmark::DoNotOptimize(out);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
+}
+BENCHMARK(BM_Write_JsonCpp)->Apply(Name);
+#endif
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,392 @@
+// json::Deserialize: the lenient reader.
+#include "json/reader.h"
+
+#include <strings.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <tuple>
+
+#include "mediastores/json/json.h"
+
+namespace json {
+namespace internal {
+namespace {
+
+constexpr size_t kNotFound = std::string_view::npos;
+
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+}  // namespace
+
+Value Reader::Read() {
+  Value document;
+  if (!ReadDocument(0, mText.size(), document)) return Value();
+  return document;
+}
+
+bool Reader::ReadDocument(size_t begin, size_t end, Value& out) {
+  Trim(begin, end);
+  if (begin == end) return false;
+  const char first = mText[begin];
+  const char last = mText[end - 1];
+  if (first == '[' && last == ']') {
+    mDepthStack.push_back(kInArray);
+    if (!ReadArray(begin, end, out)) return false;
+    if (!mDepthStack.empty() && mDepthStack.back() == kInArray) mDepthStack.pop_back();
+    return true;
+  }
+  if (first == '{' && last == '}') {
+    mDepthStack.push_back(kInObject);
+    out.mValueType = ObjectVal;
+    if (!ReadMembers(begin + 1, end - 1, out.mObjectVal.mMap)) return false;
+    if (!mDepthStack.empty() && mDepthStack.back() == kInObject) mDepthStack.pop_back();
+    return true;
+  }
+  // A bare scalar, unbalanced ends: the top level must be a container.
+  return false;
+}
+
+bool Reader::ReadMembers(size_t begin, size_t end, Object::ValueMap& members) {
+  Trim(begin, end);
+  const char* text = mText.data();
+  while (begin < end) {
+    // Whatever precedes the key's opening quote is skipped, the comma included.
+    const size_t keyQuote = GetQuotePos(begin, end);
+    if (keyQuote == kNotFound) return false;
+    const size_t keyEnd = GetQuotePos(keyQuote + 1, end);
+    if (keyEnd == kNotFound) return false;
+    const void* colon = std::memchr(text + keyEnd + 1, ':', end - keyEnd - 1);
+    if (colon == nullptr) return false;
+    // The key is taken as it stands, escapes included.
+    const std::string_view key(text + keyQuote + 1, keyEnd - keyQuote - 1);
+    if (key.empty()) return false;
+    begin = static_cast<size_t>(static_cast<const char*>(colon) - text) + 1;
+
+    // The value is read straight into its member. Keys usually come in order: a key above the
+    // last one is appended without a search. A repeated key replaces the earlier value.
+    auto at = members.end();
+    if (!members.empty() && !(members.rbegin()->first < key)) {
+      at = members.lower_bound(key);
+      if (at != members.end() && at->first == key) {
+        Value value;
+        if (!ReadValue(begin, end, value)) return false;
+        at->second = std::move(value);
+        continue;
+      }
+    }
+    auto member = members.emplace_hint(at, std::piecewise_construct, std::forward_as_tuple(key),
+                                       std::forward_as_tuple());
+    if (!ReadValue(begin, end, member->second)) return false;
+  }
+  return true;
+}
+
+bool Reader::ReadArray(size_t begin, size_t end, Value& out) {
+  Trim(begin, end);
+  if (begin == end || mText[begin] != '[' || mText[end - 1] != ']') return false;
+  const char* text = mText.data();
+  size_t rest = begin + 1;
+  size_t restEnd = end - 1;
+  out.mValueType = ArrayVal;
+  Array::ValueVector& elements = out.mArrayVal.mVector;
+  while (rest < restEnd) {
+    for (size_t i = rest;; ++i) {
+      const char c = text[i];
+      if (c == '{' || c == '[') {
+        // A nested container: read from here; what was collected before it is dropped.
+        size_t valueBegin = i;
+        elements.emplace_back();
+        if (!ReadValue(valueBegin, restEnd, elements.back())) return false;
+        rest = valueBegin;
+        break;
+      }
+      size_t tokenEnd;
+      if (c == ',' || c == ']') {
+        tokenEnd = i;
+      } else if (i + 1 == restEnd) {
+        tokenEnd = restEnd;
+      } else {
+        continue;
+      }
+      // A scalar element: the characters up to the stop character, which is consumed.
+      size_t tokenBegin = rest;
+      Trim(tokenBegin, tokenEnd);
+      if (tokenBegin < tokenEnd) {
+        elements.emplace_back();
+        if (!ReadValue(tokenBegin, tokenEnd, elements.back())) return false;
+        // Null elements are dropped.
+        if (elements.back().mValueType == NULLVal) elements.pop_back();
+      }
+      rest = i + 1;
+      break;
+    }
+  }
+  return true;
+}
+
+bool Reader::ReadValue(size_t& begin, size_t& end, Value& out) {
+  Trim(begin, end);
+  if (begin == end) return true;
+  const char first = mText[begin];
+  if (first == '[' || first == '{') {
+    if (mDepth >= kMaxNestingDepth) return false;
+    const size_t close = FindContainerEnd(begin, end);
+    if (close == kNotFound) return false;
+    ++mDepth;
+    const bool ok =
+        first == '[' ? ReadArray(begin, close + 1, out) : ReadDocument(begin, close + 1, out);
+    --mDepth;
+    if (!ok) return false;
+    begin = close + 1;
+    return true;
+  }
+  if (first == '"') return ReadString(begin, end, out);
+  return ReadScalar(begin, end, out);
+}
+
+bool Reader::ReadString(size_t& begin, size_t end, Value& out) {
+  const size_t close = GetQuotePos(begin + 1, end);
+  if (close == kNotFound) return false;
+  out.mValueType = StringVal;
+  Unescape(begin + 1, close, out.mStringVal);
+  begin = close + 1;
+  return true;
+}
+
+bool Reader::ReadScalar(size_t& begin, size_t end, Value& out) {
+  mToken.clear();
+  bool hasDot = false;
+  bool hasExponent = false;
+  size_t i = begin;
+  for (; i < end; ++i) {
+    const char c = mText[i];
+    if (c == ',') break;
+    if (c == '.') {
+      hasDot = true;
+    } else if (c == 'e') {
+      hasExponent = true;
+    } else if (c == '}' || c == ']') {
+      // A closing character inside a token ends the container entry it matches, if that entry
+      // is on top; otherwise the document is malformed. The character stays in the token.
+      const uint8_t expected = c == '}' ? kInObject : kInArray;
+      if (mDepthStack.empty() || mDepthStack.back() != expected) return false;
+      mDepthStack.pop_back();
+    }
+    if (!IsSpace(c)) mToken.push_back(c);
+  }
+  begin = i;
+  ClassifyToken(hasDot, hasExponent, out);
+  return true;
+}
+
+namespace {
+
+// Gives `out` (a null value) the type and views of a number or bool.
+template <typename Number>
+void SetScalar(Value& out, Number number) {
+  out = Value(number);
+}
+
+}  // namespace
+
+void Reader::ClassifyToken(bool hasDot, bool hasExponent, Value& out) const {
+  const char* token = mToken.c_str();
+  if (strcasecmp(token, "true") == 0) return SetScalar(out, true);
+  if (strcasecmp(token, "false") == 0) return SetScalar(out, false);
+  if (hasDot || hasExponent) return SetScalar(out, std::strtod(token, nullptr));
+  if (strcasecmp(token, "null") == 0) return;
+
+  // Short decimal integers: the value atof and atoi would give, without calling them.
+  const size_t length = mToken.size();
+  const size_t sign = (length > 0 && token[0] == '-') ? 1 : 0;
+  if (length > sign && length - sign <= 9) {
+    int magnitude = 0;
+    size_t i = sign;
+    for (; i < length && token[i] >= '0' && token[i] <= '9'; ++i) {
+      magnitude = magnitude * 10 + (token[i] - '0');
+    }
+    if (i == length) return SetScalar(out, sign ? -magnitude : magnitude);
+  }
+
+  // atof, then the narrowest integer type whose range holds the number.
+  const double number = std::strtod(token, nullptr);
+  if (number >= -2147483648.0 && number <= 2147483647.0) {
+    // atoi: strtol truncated to int.
+    return SetScalar(out, static_cast<int>(std::strtol(token, nullptr, 10)));
+  }
+  if (number >= 0.0 && number <= 4294967295.0) {
+    return SetScalar(out, static_cast<unsigned int>(number));
+  }
+  if (number >= -9223372036854775808.0 && number <= 9223372036854775808.0) {
+    // 2^63 itself is one past the type's range: it is kept as the largest 64-bit value.
+    return SetScalar(out, number >= 9223372036854775807.0 ? 9223372036854775807LL
+                                                          : static_cast<long long>(number));
+  }
+  SetScalar(out, number);
+}
+
+size_t Reader::FindContainerEnd(size_t begin, size_t end) {
+  if (end - begin < 2) return kNotFound;
+  // A scan that saw this opening outside a string found its closing; a scan from here would
+  // process the same characters in the same state, so it would find the same closing if the text
+  // reaches that far, and run off the end otherwise.
+  while (mExtentCursor < mExtents.size() && mExtents[mExtentCursor].first < begin) {
+    ++mExtentCursor;
+  }
+  if (mExtentCursor < mExtents.size() && mExtents[mExtentCursor].first == begin) {
+    const size_t close = mExtents[mExtentCursor].second;
+    return close < end ? close : kNotFound;
+  }
+  // Record only past everything recorded so far, to keep the records sorted.
+  const bool record = mExtents.empty() || begin > mRecordedUntil;
+  const size_t close = ScanContainerEnd(begin, end, record);
+  if (record && close != kNotFound) mRecordedUntil = close;
+  return close;
+}
+
+size_t Reader::ScanContainerEnd(size_t begin, size_t end, bool record) {
+  const char* text = mText.data();
+  mScanStack.clear();
+  auto push = [this, record](size_t at) {
+    const uint8_t kind = mText[at] == '{' ? kInObject : kInArray;
+    size_t index = 0;
+    if (record) {
+      index = mExtents.size();
+      mExtents.emplace_back(at, kNotFound);
+    }
+    mScanStack.emplace_back(kind, index);
+  };
+  push(begin);
+  bool inString = false;
+  for (size_t i = begin + 1; i < end; ++i) {
+    if (inString) {
+      // Only a quote matters inside a string; one right after a backslash does not end it (so a
+      // string ending in an escaped backslash runs on: the scan looks at one character back).
+      while (i < end && text[i] != '"')
+        ++i;
+      if (i == end) return kNotFound;
+      if (text[i - 1] != '\\') inString = false;
+      continue;
+    }
+    switch (text[i]) {
+      case '"':
+        if (text[i - 1] != '\\') inString = true;
+        break;
+      case '[':
+      case '{':
+        push(i);
+        break;
+      case ']':
+      case '}': {
+        const uint8_t expected = text[i] == '}' ? kInObject : kInArray;
+        if (mScanStack.back().first != expected) return kNotFound;
+        if (record) mExtents[mScanStack.back().second].second = i;
+        mScanStack.pop_back();
+        if (mScanStack.empty()) return i;
+        break;
+      }
+      default:
+        break;
+    }
+  }
+  return kNotFound;
+}
+
+size_t Reader::GetQuotePos(size_t begin, size_t end) const {
+  const char* text = mText.data();
+  for (size_t i = begin; i < end; ++i) {
+    const char c = text[i];
+    if (c == '"') return i;
+    // A backslash escapes the character after it.
+    if (c == '\\') ++i;
+  }
+  return kNotFound;
+}
+
+void Reader::Unescape(size_t begin, size_t end, std::string& out) const {
+  const char* text = mText.data();
+  const void* firstSlash = std::memchr(text + begin, '\\', end - begin);
+  if (firstSlash == nullptr) {
+    Trim(begin, end);
+    out.assign(text + begin, end - begin);
+    return;
+  }
+  auto trim = [&out] {
+    size_t last = out.size();
+    while (last > 0 && IsSpace(out[last - 1]))
+      --last;
+    size_t first = 0;
+    while (first < last && IsSpace(out[first]))
+      ++first;
+    out.erase(last);
+    out.erase(0, first);
+  };
+  out.reserve(end - begin);
+  size_t i = begin;
+  while (i < end) {
+    const void* slashAt = std::memchr(text + i, '\\', end - i);
+    const size_t slash =
+        slashAt != nullptr ? static_cast<size_t>(static_cast<const char*>(slashAt) - text) : end;
+    out.append(text + i, slash - i);
+    if (slash == end) break;
+    if (slash + 1 == end) {
+      // A backslash as the last character is kept.
+      out.push_back('\\');
+      break;
+    }
+    i = slash + 2;
+    switch (text[slash + 1]) {
+      case '"':
+        out.push_back('"');
+        break;
+      case '\\':
+        out.push_back('\\');
+        break;
+      case '/':
+        out.push_back('/');
+        break;
+      case 'b':
+        out.push_back('\b');
+        break;
+      case 'f':
+        out.push_back('\f');
+        break;
+      case 'n':
+        out.push_back('\n');
+        break;
+      case 'r':
+        out.push_back('\r');
+        break;
+      case 't':
+        out.push_back('\t');
+        break;
+      case 'u':
+        // Four hex digits give one byte: the value of the last two (no UTF-8 is produced).
+        if (slash + 6 <= end && HexDigit(text[slash + 2]) >= 0 && HexDigit(text[slash + 3]) >= 0 &&
+            HexDigit(text[slash + 4]) >= 0 && HexDigit(text[slash + 5]) >= 0) {
+          out.push_back(
+              static_cast<char>(HexDigit(text[slash + 4]) * 16 + HexDigit(text[slash + 5])));
+          i = slash + 6;
+        }
+        break;
+      default:
+        // An unknown escape is dropped with its backslash.
+        break;
+    }
+  }
+  trim();
+}
+
+}  // namespace internal
+
+Value Deserialize(const std::string& text) {
+  return internal::Reader(text).Read();
+}
+
+}  // namespace json

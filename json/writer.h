@@ -1,0 +1,36 @@
+// The compact writer behind json::Serialize.
+#ifndef MEDIASTORES_JSON_WRITER_H_
+#define MEDIASTORES_JSON_WRITER_H_
+
+#include <string>
+
+#include "mediastores/json/value.h"
+
+namespace json {
+namespace internal {
+
+// Appends the text of values to one output string. Containers are walked with an explicit stack,
+// so a value nested to any depth is written without deep recursion.
+class Writer {
+ public:
+  explicit Writer(std::string& out) : mOut(out) {}
+
+  // Appends the text of `value`, whatever its type (a container with all its contents).
+  void WriteValue(const Value& value);
+
+ private:
+  // Appends the text of a value that is not an object or array.
+  void WriteScalar(const Value& value);
+  // Appends `value` as "%f" prints it.
+  void WriteDouble(double value);
+
+  std::string& mOut;
+  // Whether the current locale's decimal point is ".", looked up at the first number written.
+  bool mRadixKnown = false;
+  bool mPlainRadix = false;
+};
+
+}  // namespace internal
+}  // namespace json
+
+#endif  // MEDIASTORES_JSON_WRITER_H_

@@ -1,0 +1,151 @@
+#include "kel_config_observer_helper.h"
+
+#include <string_view>
+#include <utility>
+
+#include "mediastores/result_codes.h"
+#include "platform/kel_trace.h"
+
+namespace kelStore {
+
+KelConfigObserverHelper::~KelConfigObserverHelper() {
+  Clean();
+}
+
+void KelConfigObserverHelper::SetIKelConfig(IKelConfig* store) {
+  if (store != nullptr && m_pIKelConfig == nullptr) {
+    m_pIKelConfig = store;
+    ReSubscribeConfig();
+  } else if (store == nullptr && m_pIKelConfig != nullptr) {
+    Clean();
+    m_pIKelConfig = nullptr;
+  }
+}
+
+namespace {
+
+// Steps shared by SubscribeConfig and BindConfig. `slot` is the record's field for this kind of
+// callback; `forward` registers the record's callback with the store and returns the store's id.
+// Trace lines carry the name of the public operation whose __PRETTY_FUNCTION__ is `signature`.
+template <typename Callback, typename Forward>
+SubscribeId_t Remember(const void* self, const char* signature,
+                       atomMap<std::string, ConfigEventHandler::Ptr>& names,
+                       atomMap<SubscribeId_t, ConfigEventHandler::Ptr>& live, bool haveStore,
+                       KelConfigGroup group, const char* name, Callback cb,
+                       Callback ConfigEventHandler::*slot, Forward&& forward) {
+  const std::string_view key(name);
+  if (key.empty()) {
+    KEL_TRACE_AS(0, signature, "Error parameters" << TraceThis{self});
+    return 0;
+  }
+  ConfigEventHandler::Ptr record;
+  if (names.Get(key, record)) {
+    // Already live in this group, or already carrying this kind of callback.
+    if (record->id != 0 || (*record).*slot) return 0;
+    // A remembered record takes the second kind of callback. It is already in the map, so the
+    // insertion below fails and 0 is returned: the record goes to the store when one arrives.
+    (*record).*slot = std::move(cb);
+  } else {
+    record = std::make_shared<ConfigEventHandler>(std::move(cb));
+    record->group = group;
+    record->name = key;
+  }
+  if (!names.SetEx(key, record)) return 0;
+  if (!haveStore) return 0;
+
+  record->id = forward((*record).*slot);
+  if (record->id == 0) {
+    names.Erase(key);
+    return 0;
+  }
+  live.Set(record->id, record);
+  return record->id;
+}
+
+}  // namespace
+
+SubscribeId_t KelConfigObserverHelper::SubscribeConfig(KelConfigGroup group, const char* name,
+                                                       fnConfigChangedCallBack cb,
+                                                       AOxThread* pRunThread, bool bAsync) {
+  if (group >= kGroupLast || name == nullptr || !cb) {
+    KEL_TRACE_ERROR("Error parameters" << TraceThis{this});
+    return 0;
+  }
+  return Remember(this, __PRETTY_FUNCTION__, m_nameMaps[group], m_idMap, m_pIKelConfig != nullptr,
+                  group, name, std::move(cb), &ConfigEventHandler::onChanged,
+                  [&](const fnConfigChangedCallBack& changed) {
+                    return m_pIKelConfig->SubscribeConfig(group, name, changed, pRunThread, bAsync);
+                  });
+}
+
+SubscribeId_t KelConfigObserverHelper::BindConfig(KelConfigGroup group, const char* name,
+                                                  fnConfigInvokeCallBack provider) {
+  if (group >= kGroupLast || name == nullptr || !provider) {
+    KEL_TRACE_ERROR("Error parameters" << TraceThis{this});
+    return 0;
+  }
+  return Remember(this, __PRETTY_FUNCTION__, m_nameMaps[group], m_idMap, m_pIKelConfig != nullptr,
+                  group, name, std::move(provider), &ConfigEventHandler::onInvoke,
+                  [&](const fnConfigInvokeCallBack& invoke) {
+                    return m_pIKelConfig->BindConfig(group, name, invoke);
+                  });
+}
+
+int32_t KelConfigObserverHelper::UnsubscribeConfig(SubscribeId_t id) {
+  const ConfigEventHandler::Ptr record = m_idMap.GetErase(id);
+  if (!record) return KEL_E_BADSTATE;
+  if (m_pIKelConfig != nullptr) m_pIKelConfig->UnsubscribeConfig(id);
+  if (record->group < kGroupLast) {
+    atomMap<std::string, ConfigEventHandler::Ptr>& names = m_nameMaps[record->group];
+    ConfigEventHandler::Ptr found;
+    if (names.Get(record->name, found) && (record->onChanged || record->onInvoke)) {
+      record->onChanged = nullptr;
+      record->onInvoke = nullptr;
+      names.Erase(record->name);
+    }
+  }
+  return KEL_S_OK;
+}
+
+int32_t KelConfigObserverHelper::UnsubscribeConfig(const char* name, KelConfigGroup group) {
+  if (name == nullptr || group >= kGroupLast) {
+    KEL_TRACE_ERROR("Error parameters" << TraceThis{this});
+    return KEL_E_INVALIDARG;
+  }
+  ConfigEventHandler::Ptr record;
+  if (!m_nameMaps[group].Get(name, record)) {
+    KEL_TRACE_ERROR("Failed" << TraceThis{this});
+    return KEL_E_BADSTATE;
+  }
+  // A record that never went live has id 0, which is never live: it stays remembered.
+  return UnsubscribeConfig(record->id);
+}
+
+void KelConfigObserverHelper::Clean() {
+  ConfigEventHandler::Ptr record;
+  while (m_idMap.GetFirst(record)) {
+    const SubscribeId_t id = record->id;
+    UnsubscribeConfig(id);
+    m_idMap.Erase(id);
+  }
+}
+
+void KelConfigObserverHelper::ReSubscribeConfig() {
+  for (uint32_t g = 0; g < kGroupLast; ++g) {
+    const auto group = static_cast<KelConfigGroup>(g);
+    atomMap<std::string, ConfigEventHandler::Ptr> pending(m_nameMaps[g]);
+    m_nameMaps[g].Clear();
+    ConfigEventHandler::Ptr record;
+    while (pending.PopFirst(record)) {
+      // The record never kept a run thread or bAsync flag: the subscription goes out without.
+      if (record->onChanged) {
+        SubscribeConfig(group, record->name.c_str(), record->onChanged, record->m_pRunThread,
+                        record->bAsync);
+      } else if (record->onInvoke) {
+        BindConfig(group, record->name.c_str(), record->onInvoke);
+      }
+    }
+  }
+}
+
+}  // namespace kelStore
