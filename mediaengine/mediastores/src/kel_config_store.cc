@@ -225,6 +225,17 @@ int32_t KelConfig::RemoveKelConfigByGroup(KelConfigGroup group) {
   return KEL_S_OK;
 }
 
+void KelConfig::markBusy(const ConfigEventHandler::Ptr& handler, uint64_t self,
+                         const char* signature, const char* walk) {
+  handler->busyCount.fetch_add(1);
+  uint64_t busyThread = 0;
+  if (handler->busyThread.compare_exchange_strong(busyThread, self)) return;
+  // Another delivery to this handler is under way; this one goes ahead as well.
+  KEL_TRACE_AS(1, signature,
+               ", " << walk << " Multiple notification, " << handler->name << ", " << busyThread
+                    << ", " << handler->id << ", " << self << TraceCid{callId} << TraceThis{this});
+}
+
 int32_t KelConfig::fireEvents(ObserverMgr& mgr, const char* name, ConfigValue oldValue,
                               ConfigValue newValue, KelConfigGroup group, bool bForceNotify) {
   if (name == nullptr || group >= kGroupLast) {
@@ -246,15 +257,7 @@ int32_t KelConfig::fireEvents(ObserverMgr& mgr, const char* name, ConfigValue ol
   mgr.FireEvent(
       name,
       [&](const ConfigEventHandler::Ptr& handler) {
-        if (!handler->onChanged) return;
-        handler->busyCount.fetch_add(1);
-        uint64_t busyThread = 0;
-        if (handler->busyThread.compare_exchange_strong(busyThread, self)) return;
-        // Another delivery to this handler is under way; this one goes ahead as well.
-        KEL_TRACE_AS(1, signature,
-                     ", fireEvents Multiple notification, " << handler->name << ", " << busyThread
-                                                            << ", " << handler->id << ", " << self
-                                                            << TraceCid{callId} << TraceThis{this});
+        if (handler->onChanged) markBusy(handler, self, signature, "fireEvents");
       },
       [&](const ConfigEventHandler::Ptr& handler) {
         if (!event) {
@@ -287,14 +290,7 @@ int32_t KelConfig::invokeEvent(ObserverMgr& mgr, const char* name, ConfigValue& 
   mgr.FireEvent(
       name,
       [&](const ConfigEventHandler::Ptr& handler) {
-        if (!handler->onInvoke) return;
-        handler->busyCount.fetch_add(1);
-        uint64_t busyThread = 0;
-        if (handler->busyThread.compare_exchange_strong(busyThread, self)) return;
-        KEL_TRACE_AS(1, signature,
-                     ", invokeEvent Multiple notification, "
-                         << handler->name << ", " << busyThread << ", " << handler->id << ", "
-                         << self << TraceCid{callId} << TraceThis{this});
+        if (handler->onInvoke) markBusy(handler, self, signature, "invokeEvent");
       },
       [&](const ConfigEventHandler::Ptr& handler) {
         if (!event) {

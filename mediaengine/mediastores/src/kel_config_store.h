@@ -69,6 +69,12 @@ class KelConfig : public IKelConfig {
   int32_t invokeEvent(ObserverMgr& mgr, const char* name, ConfigValue& value,
                       const ConfigValue& defaultValue, KelConfigGroup group);
 
+  // Mark step of a walk: counts a delivery to `handler` from thread `self` and takes its busy
+  // mark; a handler already marked by another delivery is reported at level 1 under the walking
+  // operation's name (`signature`, `walk`: "fireEvents" or "invokeEvent") and still delivered to.
+  void markBusy(const ConfigEventHandler::Ptr& handler, uint64_t self, const char* signature,
+                const char* walk);
+
   // Registration steps behind SubscribeConfig, BindConfig and UnsubscribeConfig. The handler must
   // be unregistered (id 0) and carry the matching callback.
   SubscribeId_t subscribeConfig(KelConfigGroup group, const char* name,
