@@ -57,6 +57,8 @@ class COxEventThread::Impl : public IOxEventQueue {
       std::lock_guard<std::mutex> lock(m_mutex);
       m_queues[priority].push_back(Entry{event, nullptr});
       ++m_pending;
+      // A worker that is running events picks this one up without a wake-up.
+      if (!m_workerWaiting) return 0;
     }
     m_cv.notify_one();
     return 0;
@@ -72,7 +74,7 @@ class COxEventThread::Impl : public IOxEventQueue {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_queues[kSendPriority].push_back(Entry{event, &done});
     ++m_pending;
-    m_cv.notify_one();
+    if (m_workerWaiting) m_cv.notify_one();
     m_doneCv.wait(lock, [&done] { return done; });
     return 0;
   }
@@ -93,7 +95,11 @@ class COxEventThread::Impl : public IOxEventQueue {
     m_threadId = GetThreadSelfId();
     m_cv.notify_all();
     for (;;) {
-      m_cv.wait(lock, [this] { return m_stopping || m_pending != 0; });
+      if (!m_stopping && m_pending == 0) {
+        m_workerWaiting = true;
+        m_cv.wait(lock, [this] { return m_stopping || m_pending != 0; });
+        m_workerWaiting = false;
+      }
       if (m_pending == 0) return;  // stopping, and everything queued has run
       // Highest priority first; emptied queues are kept so a steady stream does not allocate.
       auto queue = m_queues.begin();
@@ -117,7 +123,8 @@ class COxEventThread::Impl : public IOxEventQueue {
   std::condition_variable m_cv;
   std::condition_variable m_doneCv;
   std::map<uint32_t, std::deque<Entry>, std::greater<uint32_t>> m_queues;
-  size_t m_pending = 0;  // events queued over all priorities
+  size_t m_pending = 0;          // events queued over all priorities
+  bool m_workerWaiting = false;  // the worker sleeps on m_cv
   bool m_stopping = false;
   uint64_t m_threadId = 0;
   std::thread m_thread;

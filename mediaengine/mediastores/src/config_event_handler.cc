@@ -7,9 +7,10 @@ namespace kelStore {
 
 namespace {
 
-// The platform timer in milliseconds (the mock clock when one is set).
+// The platform timer in milliseconds (the mock clock when one is set). Read twice per delivery,
+// so it is the coarse clock: a few milliseconds of resolution are plenty for a 100 ms threshold.
 long long NowMillis() {
-  return timer_fact<tick_policy>::now() / 1000;
+  return timer_fact<low_tick_policy>::now() / 1000;
 }
 
 // Priority of a posted notification on the subscriber's queue.
