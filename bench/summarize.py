@@ -1,0 +1,401 @@
+#!/usr/bin/env python3
+"""Prints the benchmark suite's summary table from the Google Benchmark JSON files of one run.
+
+Usage: bench/summarize.py RESULTS_DIR [--out FILE]
+
+Each row is a figure, the floor or peer measured in the same run, their ratio and the goal with
+a pass/miss mark. Times are medians over the repetitions; CPU time for work done on one thread,
+real time for hand-offs between threads. A figure whose benchmark (or peer) did not run shows as
+n/a. Only the standard library is used.
+"""
+
+import glob
+import json
+import math
+import os
+import re
+import sys
+
+# ---- reading the results ------------------------------------------------------------------------
+
+_TO_NS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+# Name parts that say how a benchmark was run, not what it measures.
+_RUN_PARTS = re.compile(
+    r"/(iterations|repeats|min_time|threads):[^/]*|/real_time|/manual_time|/process_time")
+
+
+def _load(path):
+    """Reads one results file; a file cut short (a crashed benchmark) keeps its complete runs."""
+    with open(path, encoding="utf-8", errors="replace") as f:
+        text = f.read()
+    try:
+        return json.loads(text)
+    except ValueError:
+        pass
+    # Keep everything up to the last complete run object and close the lists.
+    end = text.rfind("\n    }")
+    while end > 0:
+        try:
+            return json.loads(text[: end + 6] + "\n  ]\n}")
+        except ValueError:
+            end = text.rfind("\n    }", 0, end)
+    return None
+
+
+class Results:
+    """Benchmarks by name: median (or single run) figures, and their noise."""
+
+    def __init__(self, directory):
+        self.runs = {}  # name -> dict of the chosen run
+        self.samples = {}  # name -> list of iteration runs (when no aggregate was reported)
+        self.cv = {}  # name -> coefficient of variation of the chosen time, in percent
+        self.contexts = []
+        self.files = []
+        for path in sorted(glob.glob(os.path.join(directory, "*.json"))):
+            data = _load(path)
+            if not data:
+                continue
+            self.files.append(os.path.basename(path))
+            if "context" in data:
+                self.contexts.append(data["context"])
+            for run in data.get("benchmarks", []):
+                self._add(run)
+        for name, runs in self.samples.items():
+            if name not in self.runs:
+                runs = sorted(runs, key=lambda r: r.get("cpu_time", 0))
+                self.runs[name] = runs[len(runs) // 2]
+
+    def _add(self, run):
+        if run.get("error_occurred"):
+            return
+        name = _RUN_PARTS.sub("", run.get("run_name", run.get("name", "")))
+        if run.get("run_type") == "aggregate":
+            aggregate = run.get("aggregate_name")
+            if aggregate == "median":
+                self.runs[name] = run
+            elif aggregate == "cv":
+                real = "/real_time" in run.get("run_name", "")
+                value = run.get("real_time" if real else "cpu_time")
+                if value is not None:
+                    self.cv[name] = 100.0 * value
+        elif run.get("run_type", "iteration") == "iteration":
+            self.samples.setdefault(name, []).append(run)
+
+    def _run(self, name):
+        return self.runs.get(name)
+
+    def cpu(self, name):
+        """Median CPU time in nanoseconds, or None."""
+        run = self._run(name)
+        if not run or "cpu_time" not in run:
+            return None
+        return run["cpu_time"] * _TO_NS.get(run.get("time_unit", "ns"), 1.0)
+
+    def real(self, name):
+        """Median real (wall-clock) time in nanoseconds, or None."""
+        run = self._run(name)
+        if not run or "real_time" not in run:
+            return None
+        return run["real_time"] * _TO_NS.get(run.get("time_unit", "ns"), 1.0)
+
+    def counter(self, name, key):
+        run = self._run(name)
+        if not run or key not in run:
+            return None
+        return run[key]
+
+    def noise(self, *names):
+        """The largest coefficient of variation among the named benchmarks, in percent."""
+        values = [self.cv[n] for n in names if n in self.cv]
+        return max(values) if values else None
+
+
+# ---- arithmetic that lets a missing figure through as None --------------------------------------
+
+
+def _ok(*values):
+    return all(v is not None and not (isinstance(v, float) and math.isnan(v)) for v in values)
+
+
+def div(a, b):
+    return a / b if _ok(a, b) and b != 0 else None
+
+
+def sub(a, b):
+    return a - b if _ok(a, b) else None
+
+
+def mul(a, k):
+    return a * k if _ok(a) else None
+
+
+# ---- the table ----------------------------------------------------------------------------------
+
+
+# Marks a row without a floor or peer.
+NOREF = object()
+ROW = "  {:<54} {:>12} {:>12} {:>8}  {:<9} {:<5} {:>5}"
+
+
+class Table:
+    def __init__(self):
+        self.lines = []
+        self.passed = 0
+        self.missed = 0
+        self.unknown = 0
+
+    def section(self, title):
+        self.lines.append("")
+        self.lines.append(title)
+
+    def row(self, label, value, ref=NOREF, goal=None, higher=False, unit_format="{:.1f}",
+            noise=None):
+        """One figure, with its floor or peer unless `ref` is left out. `goal` is a bound on
+        value/ref (<=, or >= when `higher`), ("abs", limit) for a bound on the value alone, or None
+        for a figure shown for context only. A figure or floor that did not run shows as n/a.
+        """
+        has_ref = ref is not NOREF
+        ratio = div(value, ref) if has_ref else None
+        if goal is None:
+            goal_text, mark = "", "-"
+        elif isinstance(goal, tuple):
+            goal_text = "<= {:g} ns".format(goal[1])
+            mark = ("pass" if value <= goal[1] else "MISS") if _ok(value) else "n/a"
+        else:
+            goal_text = "{} {:g}x".format(">=" if higher else "<=", goal)
+            if _ok(ratio):
+                mark = "pass" if (ratio >= goal if higher else ratio <= goal) else "MISS"
+            else:
+                mark = "n/a"
+        if mark == "pass":
+            self.passed += 1
+        elif mark == "MISS":
+            self.missed += 1
+        elif mark == "n/a":
+            self.unknown += 1
+
+        def fmt(x):
+            return unit_format.format(x) if _ok(x) else "n/a"
+
+        ref_text = fmt(ref) if has_ref else ""
+        ratio_text = ("{:.2f}x".format(ratio) if _ok(ratio) else "n/a") if has_ref else ""
+        noise_text = "{:.0f}%".format(noise) if _ok(noise) else ""
+        self.lines.append(ROW.format(label, fmt(value), ref_text, ratio_text, goal_text, mark,
+                                     noise_text))
+
+    def text(self, header):
+        head = ROW.format("figure", "value", "floor/peer", "ratio", "goal", "mark", "cv")
+        out = header + [head, "  " + "-" * (len(head) - 2)] + self.lines
+        out.append("")
+        out.append("  goals: {} pass, {} miss, {} n/a".format(self.passed, self.missed,
+                                                             self.unknown))
+        return "\n".join(out)
+
+
+def build(r):
+    t = Table()
+
+    # ---- configuration store ----
+    t.section("Configuration store: per operation, ns CPU time; floor = std::map under "
+              "std::recursive_mutex")
+    t.row("Get", r.cpu("BM_Get_Store"), r.cpu("BM_Get_Floor"), 1.3,
+          noise=r.noise("BM_Get_Store", "BM_Get_Floor"))
+    t.row("Set, value changed, no observer", r.cpu("BM_SetChanged_Store"),
+          r.cpu("BM_SetChanged_Floor"), 2, noise=r.noise("BM_SetChanged_Store",
+                                                         "BM_SetChanged_Floor"))
+    t.row("Set, same value, no observer", r.cpu("BM_SetSame_Store"), r.cpu("BM_SetSame_Floor"), 2,
+          noise=r.noise("BM_SetSame_Store", "BM_SetSame_Floor"))
+    t.row("Set new key + remove it, no observer", r.cpu("BM_SetNewKeyAndRemove_Store"),
+          r.cpu("BM_SetNewKeyAndRemove_Floor"), 2,
+          noise=r.noise("BM_SetNewKeyAndRemove_Store", "BM_SetNewKeyAndRemove_Floor"))
+
+    # ---- notification ----
+    t.section("Change notification: ns (CPU time on one thread; real time across threads)")
+    set0 = r.cpu("BM_SetDirectSubscribers/0")
+    set1 = r.cpu("BM_SetDirectSubscribers/1")
+    set10 = r.cpu("BM_SetDirectSubscribers/10")
+    call = div(r.cpu("BM_FunctionCallLoopFloor"), 10)
+    t.row("Set with 0 direct subscribers", set0)
+    t.row("Set with 1 direct subscriber", set1)
+    t.row("Set with 10 direct subscribers", set10)
+    t.row("Direct delivery per subscriber, (set10-set1)/9", div(sub(set10, set1), 9), call, 3,
+          noise=r.noise("BM_SetDirectSubscribers/10", "BM_SetDirectSubscribers/1",
+                        "BM_FunctionCallLoopFloor"))
+    t.row("  floor: one call of a std::function loop", call)
+    t.row("  context: two coarse platform timer reads", mul(r.cpu("BM_PlatformTimerRead"), 2))
+    t.row("  context: one atomic read-modify-write", r.cpu("BM_AtomicReadModifyWrite"))
+    t.row("Dynamic read through a provider", r.cpu("BM_DynamicReadThroughProvider"),
+          r.cpu("BM_DynamicReadFloor"), noise=r.noise("BM_DynamicReadThroughProvider",
+                                                      "BM_DynamicReadFloor"))
+    t.row("Sent delivery round trip (real time)", r.real("BM_SentRoundTrip"),
+          r.real("BM_HandOffFloor"), 1.5, noise=r.noise("BM_SentRoundTrip", "BM_HandOffFloor"))
+    posted = div(r.counter("BM_PostedDeliveries", "items_per_second"), 1e3)
+    queue = div(r.counter("BM_PlainQueueFloor", "items_per_second"), 1e3)
+    t.row("  CPU time of both threads per round trip", r.cpu("BM_SentRoundTrip"),
+          r.cpu("BM_HandOffFloor"), noise=r.noise("BM_SentRoundTrip", "BM_HandOffFloor"))
+    t.row("Posted deliveries to one worker (k/s, real time)", posted, queue, 0.8, higher=True,
+          noise=r.noise("BM_PostedDeliveries", "BM_PlainQueueFloor"))
+    t.row("  CPU time of both threads per delivery", div(r.cpu("BM_PostedDeliveries"), POSTED_BATCH),
+          div(r.cpu("BM_PlainQueueFloor"), POSTED_BATCH),
+          noise=r.noise("BM_PostedDeliveries", "BM_PlainQueueFloor"))
+
+    # ---- JSON ----
+    t.section("JSON: MB/s of document text (CPU time); ratio = mediastores / peer; goal vs "
+              "nlohmann-json")
+
+    def mbs(name):
+        return div(r.counter(name, "bytes_per_second"), 1e6)
+
+    docs = [("doc:0", "config dump, 10k entries", True), ("doc:1", "config dump, 100k entries",
+                                                          True),
+            ("doc:2", "nested mixed scalars", False)]
+    for verb, kind in (("read", "Read"), ("write", "Write")):
+        for arg, label, config in docs:
+            ours = "BM_{}_Mediastores/{}".format(kind, arg)
+            nl = "BM_{}_Nlohmann/{}".format(kind, arg)
+            t.row("{} {} vs nlohmann-json".format(verb.capitalize(), label), mbs(ours), mbs(nl),
+                  1.0 if config else None, higher=True, noise=r.noise(ours, nl))
+            if config:
+                for peer, bench in (("RapidJSON", "RapidJson"), ("JsonCpp", "JsonCpp")):
+                    other = "BM_{}_{}/{}".format(kind, bench, arg)
+                    t.row("  beside: vs {}".format(peer), mbs(ours), mbs(other),
+                          noise=r.noise(ours, other))
+    t.section("JSON linearity: ms CPU time, 100k entries vs 10k entries (10x the entries)")
+    for verb, bench in (("Read", "BM_JsonReadConfig"), ("Write", "BM_JsonWriteConfig")):
+        big = div(r.cpu(bench + "/100000"), 1e6)
+        small = div(r.cpu(bench + "/10000"), 1e6)
+        t.row("{} config dump, 100k vs 10k entries".format(verb), big, small, 12,
+              unit_format="{:.2f}", noise=r.noise(bench + "/100000", bench + "/10000"))
+
+    # ---- apply / dump ----
+    t.section("Configuration documents: ns per entry (CPU time), 10,000 entries; next to "
+              "SetKelConfig per entry")
+
+    def per_entry(name):
+        return div(r.cpu(name), r.counter(name, "entries"))
+
+    set_entry = per_entry("BM_SetEntries/10000")
+    t.row("ApplyKelConfigs into an empty store", per_entry("BM_ApplyConfigs/10000"), set_entry,
+          noise=r.noise("BM_ApplyConfigs/10000", "BM_SetEntries/10000"))
+    t.row("  of which JSON read of the document", div(r.cpu("BM_JsonReadConfig/10000"), 1e4))
+    t.row("  SetKelConfig per entry, new values", set_entry)
+    t.row("ApplyKelConfigs again, values unchanged", per_entry("BM_ApplyConfigsUnchanged/10000"),
+          per_entry("BM_SetEntriesUnchanged/10000"),
+          noise=r.noise("BM_ApplyConfigsUnchanged/10000", "BM_SetEntriesUnchanged/10000"))
+    t.row("DumpKelConfigs of the 10,000 values", per_entry("BM_DumpConfigs/10000"), set_entry,
+          noise=r.noise("BM_DumpConfigs/10000", "BM_SetEntries/10000"))
+    t.row("  of which JSON write of the document", div(r.cpu("BM_JsonWriteConfig/10000"), 1e4))
+
+    # ---- registry ----
+    t.section("Registry of configuration stores: ns CPU time, 100,000 vs 1,000 calls "
+              "registered")
+    for label, bench in (("Create + release + clean-up of a new call",
+                          "BM_Registry_CreateReleaseCleanUp"),
+                         ("Create + release, the same call",
+                          "BM_Registry_CreateRelease_SameCall"),
+                         ("Create + release, spread over all calls",
+                          "BM_Registry_CreateRelease_SpreadCalls")):
+        t.row(label, r.cpu(bench + "/100000"), r.cpu(bench + "/1000"), 2,
+              noise=r.noise(bench + "/100000", bench + "/1000"))
+
+    # ---- statistics ----
+    t.section("Statistics: ns CPU time per call; getters next to a memcpy of the record's size")
+    updates = [
+        ("audio updateTxBitRate", "BM_AudioUpdateTxBitRate"),
+        ("audio updateRxBitRate", "BM_AudioUpdateRxBitRate"),
+        ("audio updateNoiseLevel (3 levels)", "BM_AudioUpdateLevels"),
+        ("audio updatePayloadType", "BM_AudioUpdatePayloadType"),
+        ("audio updateSendCodecInfo", "BM_AudioUpdateSendCodecInfo"),
+        ("audio updateJitterBufferStatistics", "BM_AudioUpdateJitterBuffer"),
+        ("audio updateE2EDelayInfo", "BM_AudioUpdateE2EDelay"),
+        ("audio updateAVSyncStatistics (120 B record)", "BM_AudioUpdateAVSync"),
+        ("video UpdateVideoEncFrameCnt", "BM_VideoUpdateFrameCount"),
+        ("video UpdateVideoEncBitrateFps", "BM_VideoUpdateBitrateFps"),
+        ("video UpdateNoiseLevel", "BM_VideoUpdateNoiseLevel"),
+        ("video UpdateVideoEncIdrSentAndReasonCnt", "BM_VideoUpdateIdrSentAndReasons"),
+        ("video UpdateOneVideoLayerInfo", "BM_VideoUpdateOneLayer"),
+        ("video UpdateStreamsInfo, 6 layers", "BM_VideoUpdateStreamsInfo6"),
+        ("video UpdateAV1Metrics (2 texts)", "BM_VideoUpdateAV1Metrics"),
+    ]
+    for label, bench in updates:
+        t.row("Update: " + label, r.cpu(bench), goal=("abs", UPDATE_LIMIT_NS),
+              noise=r.noise(bench))
+    getters = [
+        ("audio GetTxMediaInfo (260 B)", "BM_AudioGetTxMediaInfo/reset:0", "BM_Memcpy260"),
+        ("audio GetTxMediaInfo, reset (260 B)", "BM_AudioGetTxMediaInfo/reset:1", "BM_Memcpy260"),
+        ("audio GetRxAudioInfo (260 B)", "BM_AudioGetRxAudioInfo/reset:0", "BM_Memcpy260"),
+        ("audio GetRxAudioInfo, reset (260 B)", "BM_AudioGetRxAudioInfo/reset:1", "BM_Memcpy260"),
+        ("audio GetAVSyncInfo (120 B)", "BM_AudioGetAVSyncInfo", "BM_Memcpy120"),
+        ("video GetTxMediaInfo (2064 B)", "BM_VideoGetTxMediaInfo/reset:0", "BM_Memcpy2064"),
+        ("video GetTxMediaInfo, reset (2064 B)", "BM_VideoGetTxMediaInfo/reset:1",
+         "BM_Memcpy2064"),
+    ]
+    for label, bench, floor in getters:
+        t.row("Getter: " + label, r.cpu(bench), r.cpu(floor), 2, noise=r.noise(bench, floor))
+    t.row("Create + release of an existing statistics key", r.cpu("BM_CreateReleaseExistingKey"),
+          noise=r.noise("BM_CreateReleaseExistingKey"))
+
+    # ---- memory ----
+    t.section("Memory: heap bytes per object (counted allocations at their usable size); "
+              "floor = bare std::map")
+    b = "{:.0f}"
+    t.row("Empty configuration store (with registry entry)",
+          r.counter("BM_Memory_EmptyStore/1000", "bytes_per_store"), unit_format=b)
+    for key in ("12", "24"):
+        t.row("Stored value, int, {}-char key".format(key),
+              r.counter("BM_Memory_StoredValue/key:" + key, "bytes_per_value"),
+              r.counter("BM_Memory_StoredValue_Floor/key:" + key, "bytes_per_value"),
+              unit_format=b)
+    t.row("Subscription, direct, each to its own key",
+          r.counter("BM_Memory_Subscription/oneKey:0", "bytes_per_subscription"), unit_format=b)
+    t.row("  left per subscription after unsubscribing",
+          r.counter("BM_Memory_Subscription/oneKey:0", "bytes_left"), unit_format=b)
+    t.row("Subscription, direct, all to one key",
+          r.counter("BM_Memory_Subscription/oneKey:1", "bytes_per_subscription"), unit_format=b)
+    for label, arg in (("audio", 0), ("video", 1), ("content video", 2), ("content audio", 3)):
+        t.row("Statistics object, {} (with registry entry)".format(label),
+              r.counter("BM_Memory_StatisticsObject/type:{}".format(arg), "bytes_per_object"),
+              unit_format=b)
+    return t
+
+
+# Posted deliveries per iteration of BM_PostedDeliveries and BM_PlainQueueFloor (notify_bench.cc).
+POSTED_BATCH = 256
+
+# "A few nanoseconds" for one statistics update, as a number.
+UPDATE_LIMIT_NS = 5
+
+
+def main(argv):
+    if len(argv) < 2 or argv[1] in ("-h", "--help"):
+        print(__doc__.strip())
+        return 0 if len(argv) >= 2 else 2
+    directory = argv[1]
+    out = None
+    if len(argv) >= 4 and argv[2] == "--out":
+        out = argv[3]
+    r = Results(directory)
+    header = ["Benchmark summary ({} result files in {})".format(len(r.files), directory)]
+    if r.contexts:
+        c = r.contexts[0]
+        loads = [ctx.get("load_avg", [0])[0] for ctx in r.contexts if ctx.get("load_avg")]
+        header.append("  {} CPUs at {} MHz; load average at each program's start: {}".format(
+            c.get("num_cpus", "?"), c.get("mhz_per_cpu", "?"),
+            ", ".join("{:.1f}".format(l) for l in loads) or "?"))
+    header.append("  Medians over repetitions; cv = the larger coefficient of variation of the "
+                  "figure and its floor.")
+    header.append("  The machine is shared: absolute figures are noisy; ratios of figures "
+                  "measured side by side")
+    header.append("  (CPU time on one thread, real time across threads) are what the goals "
+                  "judge.")
+    header.append("")
+    text = build(r).text(header)
+    print(text)
+    if out:
+        with open(out, "w", encoding="utf-8") as f:
+            f.write(text + "\n")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv))
