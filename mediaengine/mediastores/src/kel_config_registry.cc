@@ -67,10 +67,7 @@ int32_t ReleaseKelConfig(IKelConfig* pConfig) {
 }
 
 int32_t CleanUpKelConfig(uint32_t callId) {
-  KEL_FUNC_TRACER("kelStore::CleanUpKelConfig", 881,
-                  ", "
-                      << "callId"
-                      << "=" << callId);
+  KEL_FUNC_TRACER("kelStore::CleanUpKelConfig", 881, ", callId=" << callId);
   std::lock_guard<std::mutex> lock(g_mutex);
   auto entry = g_mapConfigs.find(callId);
   if (entry == g_mapConfigs.end()) return KEL_E_FAIL;
