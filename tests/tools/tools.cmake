@@ -1,0 +1,31 @@
+# Tests that run the built tools and examples: the GoogleTest executable tools_tests (from the
+# *_test.cc files here) gets the programs' paths, and the examples run in-tree and against the
+# installed package.
+if(TARGET tools_tests AND TARGET mediastores-demo AND TARGET mediastores-config)
+  target_compile_definitions(tools_tests PRIVATE
+    MEDIASTORES_DEMO_PATH="$<TARGET_FILE:mediastores-demo>"
+    MEDIASTORES_CONFIG_PATH="$<TARGET_FILE:mediastores-config>")
+  add_dependencies(tools_tests mediastores-demo mediastores-config)
+endif()
+
+foreach(example config_module stats_pipeline)
+  if(TARGET example_${example})
+    add_test(NAME examples.${example} COMMAND example_${example})
+    set_tests_properties(examples.${example} PROPERTIES LABELS examples)
+  endif()
+endforeach()
+
+if(TARGET example_config_module)
+  set(MEDIASTORES_EXAMPLE_FLAGS "")
+  if(MEDIASTORES_SANITIZE STREQUAL "address")
+    set(MEDIASTORES_EXAMPLE_FLAGS "-fsanitize=address,undefined")
+  elseif(MEDIASTORES_SANITIZE STREQUAL "thread")
+    set(MEDIASTORES_EXAMPLE_FLAGS "-fsanitize=thread")
+  endif()
+  add_test(NAME packaging.installed_examples
+    COMMAND bash ${PROJECT_SOURCE_DIR}/tests/packaging/check_examples.sh
+            ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}/examples
+            ${CMAKE_CXX_COMPILER} "${MEDIASTORES_EXAMPLE_FLAGS}")
+  set_tests_properties(packaging.installed_examples PROPERTIES LABELS "packaging;examples"
+                       TIMEOUT 600)
+endif()

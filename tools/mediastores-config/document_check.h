@@ -1,0 +1,54 @@
+// Checks a configuration document the way the store applies it (IKelConfig::ApplyKelConfigs),
+// and explains the first thing that would keep the store from taking every entry as written.
+#ifndef MEDIASTORES_TOOLS_CONFIG_DOCUMENT_CHECK_H_
+#define MEDIASTORES_TOOLS_CONFIG_DOCUMENT_CHECK_H_
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace msconfig {
+
+// One entry of a document, as the store would hold it.
+struct DocumentEntry {
+  uint32_t group = 0;  // kelStore::KelConfigGroup
+  std::string key;
+  std::string value;
+};
+
+struct CheckReport {
+  // True when the store applies every entry of the document as written and a dump of the result
+  // reads back the same.
+  bool accepted = false;
+  // True when ApplyKelConfigs itself refuses the document (KEL_E_BADSTATE); a document can be
+  // applied and still not be accepted (an entry skipped or not readable back).
+  bool refusedByStore = false;
+  // With a refusal: how many entries the store had set before it stopped (they stay set).
+  size_t appliedBeforeRefusal = 0;
+  // The first problem, in words a person can act on (empty when accepted).
+  std::string problem;
+  // Remarks that do not stop the document (members the store ignores, an empty document).
+  std::vector<std::string> notes;
+  // What the store would hold, in the order it applies them (the last of a repeated key wins).
+  std::vector<DocumentEntry> entries;
+  int groupCount = 0;
+  // Bit g set for every group g the document names.
+  uint32_t groupMask = 0;
+};
+
+CheckReport CheckConfigDocument(const std::string& text);
+
+// The valid group names joined by ", ", in group order.
+std::string ValidGroupNames();
+
+// The valid group name closest to `name` by edit distance (letter case ignored), or "" when none
+// is close enough to be a likely typing slip.
+std::string ClosestGroupName(const std::string& name);
+
+// Edit distance (insertions, deletions, substitutions) between two texts.
+size_t EditDistance(const std::string& a, const std::string& b);
+
+}  // namespace msconfig
+
+#endif  // MEDIASTORES_TOOLS_CONFIG_DOCUMENT_CHECK_H_

@@ -1,0 +1,56 @@
+// The reporter: once a second it reads every call's statistics with reset-on-read (so counters
+// come out as differences since the previous report) and prints a compact table.
+#ifndef MEDIASTORES_TOOLS_DEMO_REPORTER_H_
+#define MEDIASTORES_TOOLS_DEMO_REPORTER_H_
+
+#include <mediastores/mediastores.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "demo_counters.h"
+#include "modules.h"
+#include "pipeline.h"
+
+namespace msdemo {
+
+class Reporter {
+ public:
+  // Calls shown line by line; the rest are summed up in one line.
+  static constexpr size_t kDetailedCalls = 3;
+
+  Reporter(StatsLedger* ledger, bool quiet);
+  ~Reporter();
+
+  // Takes the reader's references of the call's audio and video statistics.
+  bool AddCall(uint32_t callId, const MediaControls* controls);
+  // Reads every call (resetting) and prints the table of the interval that just ended: `second`
+  // of `seconds`, `intervalSeconds` long, with the counters' growth over it.
+  void Report(uint32_t second, uint32_t seconds, double intervalSeconds,
+              const CounterSnapshot& growth);
+  // Clears the progress line, if one is shown.
+  void EndProgress();
+  // Gives every reference back.
+  void ReleaseAll();
+
+ private:
+  struct CallReader {
+    uint32_t callId;
+    const MediaControls* controls;
+    kelStore::IKelAudioInfo* audio;
+    kelStore::IKelVideoInfo* video;
+  };
+
+  StatsLedger* m_ledger;
+  bool m_quiet;
+  bool m_progressShown = false;
+  std::vector<CallReader> m_calls;
+};
+
+// 1234567 -> "1,234,567".
+std::string Thousands(uint64_t value);
+
+}  // namespace msdemo
+
+#endif  // MEDIASTORES_TOOLS_DEMO_REPORTER_H_
