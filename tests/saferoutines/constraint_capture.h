@@ -1,62 +1,83 @@
-// Test fixture for the bounds-checked routines: installs a constraint handler that records every
-// call (message, pointer, error number and errno at the time), and restores the previous handler
-// and logger state afterwards.
+// Test fixture for the bounds-checked routines: records every constraint handler call, restores
+// the previous handler and logger state afterwards, and runs tables of routine calls on one
+// buffer.
 #ifndef MEDIASTORES_TESTS_SAFEROUTINES_CONSTRAINT_CAPTURE_H_
 #define MEDIASTORES_TESTS_SAFEROUTINES_CONSTRAINT_CAPTURE_H_
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "mediastores_internal.h"
 
-struct ConstraintCall {
-  std::string msg;
-  void* ptr;
-  int error;
-  int errno_seen;
+using namespace std::string_literals;
+
+constexpr size_t kHuge = SIZE_MAX / 2 + 1;  // top bit set: above the maximum size
+
+// One call on the 32-byte test buffer `b`: its result, the message of the one handler call
+// expected with that result as error number (null: no call), and the bytes it writes at `at`
+// (none: the buffer is left as it was).
+struct RoutineCase {
+  const char* text;
+  std::function<int(char*)> call;
+  int rc;
+  const char* msg;
+  size_t at = 0;
+  std::string written = "";
 };
+#define CALL(expr) #expr, [](char* b) { return (void)b, static_cast<int>(expr); }
 
 class ConstraintTest : public ::testing::Test {
  protected:
   void SetUp() override {
     calls().clear();
-    saved_level_ = safe_desired_log_lvl;
-    saved_log_ = safe_log_func;
-    saved_handler_ = set_constraint_handler_s(&Record);
-    errno = 0;
+    savedLevel_ = safe_desired_log_lvl;
+    savedLog_ = safe_log_func;
+    savedHandler_ = set_constraint_handler_s(&Record);
   }
   void TearDown() override {
-    set_constraint_handler_s(saved_handler_);
-    safe_init_logger(saved_level_, saved_log_);
+    set_constraint_handler_s(savedHandler_);
+    safe_init_logger(savedLevel_, savedLog_);
   }
 
-  static std::vector<ConstraintCall>& calls() {
-    static std::vector<ConstraintCall> recorded;
+  // Each handler call as "message (error)", marked when its pointer is not null or errno is not
+  // yet set to the error number.
+  static std::vector<std::string>& calls() {
+    static std::vector<std::string> recorded;
     return recorded;
   }
 
-  // Expects exactly one handler call with `msg` and `error`, errno set to `error` both during the
-  // call and after it.
-  static void ExpectOneCall(const std::string& msg, int error) {
-    ASSERT_EQ(calls().size(), 1u);
-    EXPECT_EQ(calls()[0].msg, msg);
-    EXPECT_EQ(calls()[0].ptr, nullptr);
-    EXPECT_EQ(calls()[0].error, error);
-    EXPECT_EQ(calls()[0].errno_seen, error);
-    EXPECT_EQ(errno, error);
+  // The buffer starts as "abcdef", its zero byte and 25 more letters, so that overlap cases find
+  // a string at its start.
+  static void Run(const std::vector<RoutineCase>& cases) {
+    static const std::string initial = "abcdef\0hijklmnopqrstuvwxyzABCDEF"s;
+    for (const RoutineCase& c : cases) {
+      SCOPED_TRACE(c.text);
+      calls().clear();
+      errno = 0;
+      std::string buffer = initial;
+      EXPECT_EQ(c.call(buffer.data()), c.rc);
+      EXPECT_EQ(calls(), c.msg
+                             ? std::vector<std::string>{c.msg + " ("s + std::to_string(c.rc) + ")"}
+                             : std::vector<std::string>{});
+      EXPECT_EQ(errno, c.msg != nullptr ? c.rc : 0);
+      EXPECT_EQ(buffer, std::string(initial).replace(c.at, c.written.size(), c.written));
+    }
   }
 
  private:
   static void Record(const char* msg, void* ptr, int error) {
-    calls().push_back({msg != nullptr ? msg : "<null>", ptr, error, errno});
+    calls().push_back(msg + " ("s + std::to_string(error) + ")" +
+                      (ptr != nullptr || errno != error ? " with a pointer or errno unset" : ""));
   }
 
-  unsigned saved_level_ = 1;
-  safe_log_func_t saved_log_ = nullptr;
-  constraint_handler_t saved_handler_ = nullptr;
+  unsigned savedLevel_ = 1;
+  safe_log_func_t savedLog_ = nullptr;
+  constraint_handler_t savedHandler_ = nullptr;
 };
 
 #endif  // MEDIASTORES_TESTS_SAFEROUTINES_CONSTRAINT_CAPTURE_H_

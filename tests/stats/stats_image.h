@@ -3,7 +3,6 @@
 #ifndef MEDIASTORES_TESTS_STATS_STATS_IMAGE_H_
 #define MEDIASTORES_TESTS_STATS_STATS_IMAGE_H_
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -18,11 +17,6 @@ T ReadAt(const Image& image, size_t position) {
   return value;
 }
 
-template <typename T>
-void WriteAt(Image& image, size_t position, T value) {
-  std::memcpy(image.data() + position, &value, sizeof(T));
-}
-
 // An image of `size` bytes with a recognisable pattern that differs per `seed`.
 inline Image PatternImage(size_t size, unsigned seed) {
   Image image(size);
@@ -31,24 +25,25 @@ inline Image PatternImage(size_t size, unsigned seed) {
   return image;
 }
 
-// A field's expected bytes at a byte position, and patching an image with a list of them.
+// A field's bytes at a byte position, and patching an image with a list of them at `base`.
 struct Field {
   size_t position;
   std::vector<unsigned char> bytes;
 };
 template <typename T>
-Field F(size_t position, T value) {
-  Field f{position, std::vector<unsigned char>(sizeof(T))};
-  std::memcpy(f.bytes.data(), &value, sizeof(T));
-  return f;
+Field F(size_t position, const T& value) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(&value);
+  return Field{position, std::vector<unsigned char>(bytes, bytes + sizeof(T))};
 }
-// A NUL-terminated text at a byte position.
-inline Field FText(size_t position, const char* text) {
-  return Field{position, std::vector<unsigned char>(text, text + std::strlen(text) + 1)};
-}
-inline void Patch(Image& image, const std::vector<Field>& fields) {
+// Fields of one width: U32(8, 64000).
+inline constexpr Field (*U8)(size_t, const uint8_t&) = &F<uint8_t>;
+inline constexpr Field (*I32)(size_t, const int32_t&) = &F<int32_t>;
+inline constexpr Field (*U32)(size_t, const uint32_t&) = &F<uint32_t>;
+inline constexpr Field (*U64)(size_t, const uint64_t&) = &F<uint64_t>;
+inline Image Patch(Image image, const std::vector<Field>& fields, size_t base = 0) {
   for (const Field& f : fields)
-    std::copy(f.bytes.begin(), f.bytes.end(), image.begin() + f.position);
+    std::memcpy(image.data() + base + f.position, f.bytes.data(), f.bytes.size());
+  return image;
 }
 
 #endif  // MEDIASTORES_TESTS_STATS_STATS_IMAGE_H_
