@@ -1,5 +1,5 @@
 // KelConfigHelper: call id and store reference, default group and session types, the group rule,
-// argument assertions, subscriptions made before the store exists, and feature toggles.
+// argument assertions, and subscriptions made before the store exists.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -220,52 +220,6 @@ TEST_F(KelConfigHelperTest, SubscriptionsMadeBeforeTheStoreGoLiveWithFreshIds) {
   EXPECT_EQ(late.UnsubscribeConfig("d", kGroupNone), KEL_S_OK);
   EXPECT_EQ(other.SetKelConfig("k", 6, kGroupAudio), KEL_E_NOOBSERVER);
   EXPECT_EQ(other.GetDynamicConfig("d", value, kGroupAudio), KEL_E_NOOBSERVER);
-}
-
-TEST_F(KelConfigHelperTest, FeatureTogglesAreOnUnlessAFalseLikeValueIsStored) {
-  KelConfigHelper helper(kCall);
-  ASSERT_EQ(helper.SetDefaultGroup(kGroupAudio), KEL_S_OK);  // toggles ignore it
-  const KelFeatureToggleID id = KEL_FT_EnableOpusDtx;
-  std::vector<std::string> seen;
-  ASSERT_NE(
-      helper.SubscribeFeatureToggle(id, [&](const KelConfigEvent& e) { seen.push_back(e.name); }),
-      0u);
-  EXPECT_TRUE(helper.IsFeatureToggleDefaultOn(id));
-  const std::vector<std::pair<ConfigData, bool>> rows = {
-      {"0", false},   {"FALSE", false}, {"Off", false}, {"no", false}, {"", false},
-      {false, false}, {0, false},       {0.0, false},   {"1", true},   {"on", true},
-      {true, true},   {-1, true},       {"nope", true}};
-  for (const auto& [value, on] : rows) {
-    EXPECT_EQ(helper.SetFeatureToggle(id, value), KEL_S_OK);
-    EXPECT_EQ(helper.IsFeatureToggleDefaultOn(id), on) << value.ToString();
-    EXPECT_TRUE(helper.HaveFeatureToggle(id));
-    EXPECT_EQ(helper.GetFeatureToggle(id), value);
-    EXPECT_EQ(helper.GetKelConfig("EnableOpusDtx", kGroupFeature), value);
-  }
-  EXPECT_EQ(seen.size(), rows.size());
-  EXPECT_EQ(helper.RemoveFeatureToggle(id), KEL_S_OK);
-  EXPECT_TRUE(helper.IsFeatureToggleDefaultOn(id));
-  EXPECT_FALSE(helper.HaveFeatureToggle(id) || helper.GetFeatureToggle(id).IsValid());
-  EXPECT_EQ(helper.UnsubscribeFeatureToggle(id), KEL_S_OK);
-  EXPECT_EQ(helper.UnsubscribeFeatureToggle(id), KEL_E_BADSTATE);
-  EXPECT_EQ(helper.SetFeatureToggle(KEL_FT_Unknow, "off"), KEL_E_NOOBSERVER);
-  EXPECT_EQ(helper.GetKelConfig("KEL_FT_Unknow", kGroupFeature), ConfigData("off"));
-
-  // Ids without a key are refused like a null name; a toggle is on also when nothing can be read.
-  TraceCapture capture(0xFFFFFFFFu);
-  KelConfigHelper noStore;
-  for (uint32_t raw : {335u, 0xFFFFFFFFu}) {
-    const auto bad = static_cast<KelFeatureToggleID>(raw);
-    capture.Clear();
-    EXPECT_TRUE(helper.IsFeatureToggleDefaultOn(bad) && noStore.IsFeatureToggleDefaultOn(id));
-    EXPECT_EQ(capture.AssertionCount(), 2);
-    EXPECT_EQ(helper.SetFeatureToggle(bad, "0"), KEL_E_INVALIDARG);
-    EXPECT_FALSE(helper.HaveFeatureToggle(bad) || helper.GetFeatureToggle(bad).IsValid());
-    EXPECT_EQ(helper.RemoveFeatureToggle(bad), KEL_E_INVALIDARG);
-    EXPECT_EQ(helper.SubscribeFeatureToggle(bad, kNoop), 0u);
-    EXPECT_EQ(capture.AssertionCount(), 7);
-    EXPECT_EQ(helper.UnsubscribeFeatureToggle(bad), KEL_E_INVALIDARG);
-  }
 }
 
 }  // namespace

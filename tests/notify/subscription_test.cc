@@ -2,401 +2,164 @@
 // time (worker threads only run the deliveries handed to them).
 #include <gtest/gtest.h>
 
-#include <condition_variable>
-#include <functional>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "mediastores_internal.h"
 #include "store/store_test_util.h"
+#include "support/event_test_util.h"
 #include "support/trace_capture.h"
 
 namespace kelStore {
 namespace {
 
 using Lines = std::vector<std::string>;
+using eventtest::Flush;
 using storetest::PointerText;
 
 constexpr uint32_t kCallId = 31;
 
-// Runs a function on a worker's queue.
-class FnEvent : public IOxEvent {
- public:
-  explicit FnEvent(std::function<void()> fn) : fn_(std::move(fn)) {}
-  int OnEventFire() override {
-    fn_();
-    return 0;
-  }
-
- private:
-  std::function<void()> fn_;
-};
-
-// Returns once everything posted to the worker before the call has run.
-void Flush(COxEventThread& worker) {
-  worker.GetEventQueue()->SendEvent(new FnEvent([] {}));
-}
-
-// Holds a worker's queue until opened.
-class Gate {
- public:
-  void Hold(COxEventThread& worker) {
-    worker.GetEventQueue()->PostEvent(new FnEvent([this] {
-                                        std::unique_lock<std::mutex> lock(mutex_);
-                                        cv_.wait(lock, [this] { return open_; });
-                                      }),
-                                      128);
-  }
-  void Open() {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      open_ = true;
-    }
-    cv_.notify_all();
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable cv_;
-  bool open_ = false;
-};
-
-// What one delivery brought, and where.
-struct Delivery {
-  std::string name;
-  bool oldValid;
-  std::string oldValue;
-  std::string newValue;
-  uint32_t group;
-  uint32_t groupType;
-  uint64_t thread;
-
-  // "old -> new", with "-" for an empty old value.
-  std::string Change() const { return (oldValid ? oldValue : "-") + " -> " + newValue; }
-};
-
-// Collects deliveries from any thread.
+// Collects deliveries from any thread: "name group/groupType: old -> new" ("-" for an empty old
+// value), and the threads they ran on.
 class Recorder {
  public:
   fnConfigChangedCallBack Callback() {
     return [this](const KelConfigEvent& e) {
       std::lock_guard<std::mutex> lock(mutex_);
-      seen_.push_back(Delivery{e.name, e.oldValue.IsValid(), e.oldValue.ToString(),
-                               e.newValue.ToString(), e.group, e.groupType, GetThreadSelfId()});
+      changes_.push_back(
+          e.name + " " + std::to_string(e.group) + "/" + std::to_string(e.groupType) + ": " +
+          (e.oldValue.IsValid() ? e.oldValue.ToString() : "-") + " -> " + e.newValue.ToString());
+      threads_.insert(GetThreadSelfId());
     };
   }
-  std::vector<Delivery> Seen() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return seen_;
-  }
   Lines Changes() const {
-    Lines changes;
-    for (const Delivery& d : Seen())
-      changes.push_back(d.Change());
-    return changes;
+    std::lock_guard<std::mutex> lock(mutex_);
+    return changes_;
+  }
+  std::set<uint64_t> Threads() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return threads_;
   }
 
  private:
   mutable std::mutex mutex_;
-  std::vector<Delivery> seen_;
+  Lines changes_;
+  std::set<uint64_t> threads_;
 };
 
-class SubscriptionTest : public ::testing::Test {
+ConfigData Answer(const KelConfigEvent&) {
+  return ConfigData("answer");
+}
+
+class SubscriptionTest : public storetest::StoreTest {
  protected:
   void SetUp() override { ASSERT_EQ(CreateKelConfig(kCallId, &store_), KEL_S_OK); }
-  void TearDown() override { DestroyKelConfig(); }
-
   std::string Decoration() const { return storetest::StoreDecoration(kCallId, store_); }
 
   IKelConfig* store_ = nullptr;
 };
 
-enum class Delivered { kDirect, kSent, kPosted };
-
 TEST_F(SubscriptionTest, NewSubscriberGetsTheCurrentValueThenEachChangeOnItsThread) {
   COxEventThread worker;
-  struct Row {
-    const char* what;
-    Delivered how;
-    bool keyHasValue;
-  };
-  const std::vector<Row> rows = {
-      {"direct, set key", Delivered::kDirect, true},
-      {"direct, unset key", Delivered::kDirect, false},
-      {"sent, set key", Delivered::kSent, true},
-      {"sent, unset key", Delivered::kSent, false},
-      {"posted, set key", Delivered::kPosted, true},
-      {"posted, unset key", Delivered::kPosted, false},
-  };
-  for (size_t i = 0; i < rows.size(); ++i) {
-    const Row& row = rows[i];
-    SCOPED_TRACE(row.what);
-    const std::string key = "fps" + std::to_string(i);
-    const bool onWorker = row.how != Delivered::kDirect;
-    const uint64_t expectedThread = onWorker ? worker.GetThreadId() : GetThreadSelfId();
-    if (row.keyHasValue) {
-      ASSERT_EQ(store_->SetKelConfig(kGroupVideo, key.c_str(), ConfigData(30)), KEL_E_NOOBSERVER);
+  enum How { kDirect, kSent, kPosted };
+  for (How how : {kDirect, kSent, kPosted}) {
+    for (bool keyHasValue : {true, false}) {
+      const std::string key = "fps" + std::to_string(how) + (keyHasValue ? "set" : "unset");
+      SCOPED_TRACE(key);
+      if (keyHasValue) store_->SetKelConfig(kGroupVideo, key.c_str(), ConfigData(30));
+      Recorder recorder;
+      const SubscribeId_t id =
+          store_->SubscribeConfig(kGroupVideo, key.c_str(), recorder.Callback(),
+                                  how == kDirect ? nullptr : &worker, how == kPosted);
+      Flush(worker);
+      const std::string head = key + " 5/1: ";
+      Lines expected = keyHasValue ? Lines{head + "- -> 30"} : Lines{};
+      EXPECT_EQ(recorder.Changes(), expected);
+      // Sent and direct deliveries are done when the set returns; a posted one is only queued.
+      eventtest::Signal open;
+      if (how == kPosted) eventtest::HoldQueue(worker, open);
+      EXPECT_EQ(store_->SetKelConfig(kGroupVideo, key.c_str(), ConfigData(60)), KEL_S_OK);
+      EXPECT_EQ(recorder.Changes().size(), expected.size() + (how == kPosted ? 0 : 1));
+      open.Set();
+      Flush(worker);
+      expected.push_back(head + (keyHasValue ? "30" : "-") + " -> 60");
+      EXPECT_EQ(recorder.Changes(), expected);
+      EXPECT_EQ(recorder.Threads(),
+                std::set<uint64_t>{how == kDirect ? GetThreadSelfId() : worker.GetThreadId()});
+      EXPECT_EQ(store_->UnsubscribeConfig(id), KEL_S_OK);
     }
-    Recorder recorder;
-    const SubscribeId_t id =
-        store_->SubscribeConfig(kGroupVideo, key.c_str(), recorder.Callback(),
-                                onWorker ? &worker : nullptr, row.how == Delivered::kPosted);
-    ASSERT_NE(id, 0u);
-    Flush(worker);
-    const Lines initial = row.keyHasValue ? Lines{"- -> 30"} : Lines{};
-    EXPECT_EQ(recorder.Changes(), initial);
-
-    // A change: sent and direct deliveries are done when the set returns; a posted one is only
-    // queued, so it waits behind a held queue.
-    Gate gate;
-    if (row.how == Delivered::kPosted) gate.Hold(worker);
-    EXPECT_EQ(store_->SetKelConfig(kGroupVideo, key.c_str(), ConfigData(60)), KEL_S_OK);
-    EXPECT_EQ(recorder.Seen().size(), initial.size() + (row.how == Delivered::kPosted ? 0 : 1));
-    gate.Open();
-    Flush(worker);
-
-    Lines expected = initial;
-    expected.push_back(row.keyHasValue ? "30 -> 60" : "- -> 60");
-    EXPECT_EQ(recorder.Changes(), expected);
-    for (const Delivery& d : recorder.Seen()) {
-      EXPECT_EQ(d.name, key);
-      EXPECT_EQ(d.group, kGroupVideo);
-      EXPECT_EQ(d.groupType, 1u);
-      EXPECT_EQ(d.thread, expectedThread);
-    }
-    EXPECT_EQ(store_->UnsubscribeConfig(id), KEL_S_OK);
   }
 }
 
 TEST_F(SubscriptionTest, PostedChangeStillArrivesAfterItsSubscriptionIsGone) {
   Recorder recorder;
+  eventtest::Signal open;  // outlives the worker
   {
     COxEventThread worker;
     const SubscribeId_t id =
         store_->SubscribeConfig(kGroupAudio, "codec", recorder.Callback(), &worker, true);
-    Gate gate;
-    gate.Hold(worker);
+    eventtest::HoldQueue(worker, open);
     EXPECT_EQ(store_->SetKelConfig(kGroupAudio, "codec", ConfigData("opus")), KEL_S_OK);
     EXPECT_EQ(store_->UnsubscribeConfig(id), KEL_S_OK);  // does not wait for the queued event
     EXPECT_EQ(store_->SetKelConfig(kGroupAudio, "codec", ConfigData("g722")), KEL_E_NOOBSERVER);
-    gate.Open();
+    open.Set();
   }  // the worker runs what is queued before it stops
-  EXPECT_EQ(recorder.Changes(), Lines{"- -> opus"});
+  EXPECT_EQ(recorder.Changes(), Lines{"codec 3/0: - -> opus"});
 }
 
 TEST_F(SubscriptionTest, SetResultsAndWhatSubscribersSee) {
   Recorder first;
   Recorder second;
-  ASSERT_NE(store_->SubscribeConfig(kGroupAudio, "rate", first.Callback()), 0u);
-  ASSERT_NE(store_->SubscribeConfig(kGroupAudio, "rate", second.Callback()), 0u);
+  store_->SubscribeConfig(kGroupAudio, "rate", first.Callback());
+  store_->SubscribeConfig(kGroupAudio, "rate", second.Callback());
   TraceCapture capture(2);
-  const std::string change = "kelStore::KelConfig::fireEvents, Audio, rate, ";
-  const std::string told = "kelStore::KelConfig::fireEvents, Audio, rate, nObservers=2";
+  const std::string line = "kelStore::KelConfig::fireEvents, Audio, rate, ";
   struct Step {
     ConfigData value;
     bool force;
+    bool remove;
     int32_t result;
-    const char* seen;   // the change both subscribers see, or null
-    const char* lines;  // the change line's middle part, or null when nothing is traced
+    const char* change;  // what both subscribers see and the change line shows, or null
+    const char* stored;  // the value stored afterwards ("" for none)
   };
   const std::vector<Step> steps = {
-      {ConfigData(48000), false, KEL_S_OK, "- -> 48000", " -> 48000, bForceNotify=0"},
-      {ConfigData(48000), false, KEL_E_UNCHANGED, nullptr, nullptr},
-      {ConfigData(int64_t{48000}), false, KEL_E_UNCHANGED, nullptr, nullptr},
-      {ConfigData(48000), true, KEL_S_OK, "48000 -> 48000", "48000 -> 48000, bForceNotify=1"},
-      {ConfigData("48000"), false, KEL_S_OK, "48000 -> 48000", "48000 -> 48000, bForceNotify=0"},
-      {ConfigData(16000), false, KEL_S_OK, "48000 -> 16000", "48000 -> 16000, bForceNotify=0"},
+      {ConfigData(48000), false, false, KEL_S_OK, " -> 48000", "48000"},
+      {ConfigData(48000), false, false, KEL_E_UNCHANGED, nullptr, "48000"},
+      {ConfigData(int64_t{48000}), false, false, KEL_E_UNCHANGED, nullptr, "48000"},
+      {ConfigData(48000), true, false, KEL_S_OK, "48000 -> 48000", "48000"},
+      {ConfigData("48000"), false, false, KEL_S_OK, "48000 -> 48000", "48000"},  // text != number
+      // A removal compares the removed value with the value passed in, and passes both on.
+      {ConfigData("48000"), false, true, KEL_E_UNCHANGED, nullptr, ""},
+      {ConfigData(8000), false, true, KEL_S_OK, " -> 8000", ""},
+      {ConfigData(8000), false, false, KEL_S_OK, " -> 8000", "8000"},
+      {ConfigData(1), false, true, KEL_S_OK, "8000 -> 1", ""},
   };
   Lines seen;
   for (size_t i = 0; i < steps.size(); ++i) {
     const Step& step = steps[i];
     SCOPED_TRACE(i);
     capture.Clear();
-    EXPECT_EQ(store_->SetKelConfig(kGroupAudio, "rate", step.value, step.force), step.result);
-    if (step.seen != nullptr) seen.push_back(step.seen);
+    EXPECT_EQ(store_->SetKelConfig(kGroupAudio, "rate", step.value, step.force, step.remove),
+              step.result);
+    Lines lines;
+    if (step.change != nullptr) {
+      seen.push_back(std::string("rate 3/0: ") + (step.change[0] == ' ' ? "-" : "") + step.change);
+      lines = {line + step.change + ", bForceNotify=" + (step.force ? "1" : "0") + Decoration(),
+               line + "nObservers=2" + Decoration()};
+    }
+    EXPECT_EQ(capture.Texts(), lines);
     EXPECT_EQ(first.Changes(), seen);
     EXPECT_EQ(second.Changes(), seen);
-    const Lines lines = step.lines != nullptr
-                            ? Lines{change + step.lines + Decoration(), told + Decoration()}
-                            : Lines{};
-    EXPECT_EQ(capture.Texts(), lines);
-  }
-  for (const Delivery& d : first.Seen()) {
-    EXPECT_EQ(d.group, kGroupAudio);
-    EXPECT_EQ(d.groupType, 0u);
+    ConfigData out("stale");
+    EXPECT_EQ(store_->GetKelConfig(kGroupAudio, "rate", out),
+              *step.stored != '\0' ? KEL_S_OK : KEL_E_BADSTATE);
+    EXPECT_EQ(out.ToString(), step.stored);
   }
 }
 
-TEST_F(SubscriptionTest, IdsAreSharedByBothKindsAndGrowByOne) {
-  Recorder recorder;
-  const auto provider = [](const KelConfigEvent&) { return ConfigData(1); };
-  EXPECT_EQ(store_->SubscribeConfig(kGroupVideo, "fps", recorder.Callback()), 1u);
-  EXPECT_EQ(store_->BindConfig(kGroupVideo, "fps", provider), 2u);
-  EXPECT_EQ(store_->SubscribeConfig(kGroupVideo, "fps", recorder.Callback()), 3u);
-  EXPECT_EQ(store_->BindConfig(kGroupVideo, "fps", provider), 0u);  // a second provider: id 4 used
-  EXPECT_EQ(store_->BindConfig(kGroupAudio, "fps", provider), 5u);  // another group, another key
-
-  // Refused arguments use up no id.
-  TraceCapture capture(0);
-  const std::string refused = "Error parameters 0" + Decoration();
-  const std::string refusedEmptyName = "Error parameters" + Decoration();
-  struct Refusal {
-    KelConfigGroup group;
-    const char* name;
-    bool withCallback;
-    const std::string& text;
-  };
-  const std::vector<Refusal> refusals = {
-      {kGroupLast, "fps", true, refused},
-      {static_cast<KelConfigGroup>(0xFFFFFFFE), "fps", true, refused},
-      {kGroupNone, "fps", true, refused},
-      {kGroupVideo, nullptr, true, refused},
-      {kGroupVideo, "fps", false, refused},
-      {kGroupVideo, "", true, refusedEmptyName},
-  };
-  for (const Refusal& r : refusals) {
-    SCOPED_TRACE(r.name != nullptr ? r.name : "(null)");
-    capture.Clear();
-    EXPECT_EQ(
-        store_->SubscribeConfig(r.group, r.name, r.withCallback ? recorder.Callback() : nullptr),
-        0u);
-    EXPECT_EQ(store_->BindConfig(r.group, r.name,
-                                 r.withCallback ? fnConfigInvokeCallBack(provider) : nullptr),
-              0u);
-    EXPECT_EQ(capture.Texts(), (Lines{"kelStore::KelConfig::subscribeConfig" + r.text,
-                                      "kelStore::KelConfig::bindConfig" + r.text}));
-  }
-  EXPECT_EQ(store_->SubscribeConfig(kGroupCommon, "x", recorder.Callback()), 6u);
-
-  // Ids count per store.
-  IKelConfig* other = nullptr;
-  ASSERT_EQ(CreateKelConfig(kCallId + 1, &other), KEL_S_OK);
-  EXPECT_EQ(other->BindConfig(kGroupVideo, "fps", provider), 1u);
-  EXPECT_EQ(recorder.Seen().size(), 0u);
-}
-
-TEST_F(SubscriptionTest, UnsubscribeStopsDeliveryAndRefusesTheSameIdTwice) {
-  Recorder recorder;
-  const SubscribeId_t subscription =
-      store_->SubscribeConfig(kGroupVideo, "fps", recorder.Callback());
-  const SubscribeId_t binding = store_->BindConfig(
-      kGroupVideo, "fps", [](const KelConfigEvent&) { return ConfigData("answer"); });
-  ASSERT_NE(subscription, 0u);
-  ASSERT_NE(binding, 0u);
-
-  EXPECT_EQ(store_->UnsubscribeConfig(subscription), KEL_S_OK);
-  EXPECT_EQ(store_->SetKelConfig(kGroupVideo, "fps", ConfigData(25)), KEL_E_NOOBSERVER);
-  EXPECT_TRUE(recorder.Seen().empty());
-  ConfigData value;
-  EXPECT_EQ(store_->GetDynamicConfig(kGroupVideo, "fps", value), KEL_S_OK);  // binding unaffected
-  EXPECT_EQ(value, ConfigData("answer"));
-
-  EXPECT_EQ(store_->UnsubscribeConfig(binding), KEL_S_OK);
-  ConfigData untouched("caller's");
-  EXPECT_EQ(store_->GetDynamicConfig(kGroupVideo, "fps", untouched), KEL_E_NOOBSERVER);
-  EXPECT_EQ(untouched, ConfigData("caller's"));
-
-  TraceCapture capture(2);
-  for (SubscribeId_t id : {subscription, binding}) {
-    EXPECT_EQ(store_->UnsubscribeConfig(id), KEL_E_BADSTATE);
-  }
-  const std::string tail = ", Failed [this=" + PointerText(store_) + "]";
-  EXPECT_EQ(
-      capture.TextsAtLevel(0),
-      (Lines{"kelStore::KelConfig::UnsubscribeConfig, id=" + std::to_string(subscription) + tail,
-             "kelStore::KelConfig::UnsubscribeConfig, id=" + std::to_string(binding) + tail}));
-  EXPECT_EQ(capture.Texts().size(), 2u);
-  // The key takes a new provider once the old one is gone.
-  EXPECT_EQ(store_->BindConfig(kGroupVideo, "fps",
-                               [](const KelConfigEvent&) { return ConfigData("next"); }),
-            binding + 1);
-}
-
-TEST_F(SubscriptionTest, ProviderAnswersDynamicReadsAndSubscribersOnlyChanges) {
-  store_->SetKelConfig(kGroupAudioSi, "level", ConfigData(5));  // never consulted by the read
-  std::vector<KelConfigEvent> asked;
-  std::vector<uint64_t> askedOn;
-  Recorder recorder;
-  ASSERT_NE(store_->SubscribeConfig(kGroupAudioSi, "level", recorder.Callback()), 0u);
-  const SubscribeId_t binding =
-      store_->BindConfig(kGroupAudioSi, "level", [&](const KelConfigEvent& e) {
-        asked.push_back(e);
-        askedOn.push_back(GetThreadSelfId());
-        return ConfigData("provided:" + e.defaultValue.ToString());
-      });
-  ASSERT_NE(binding, 0u);
-  ASSERT_EQ(recorder.Changes(), Lines{"- -> 5"});  // the subscriber's own initial delivery
-
-  TraceCapture capture(2);
-  ConfigData value;
-  EXPECT_EQ(store_->GetDynamicConfig(kGroupAudioSi, "level", value, ConfigData(7)), KEL_S_OK);
-  EXPECT_EQ(value, ConfigData("provided:7"));
-  ASSERT_EQ(asked.size(), 1u);
-  EXPECT_EQ(asked[0].name, "level");
-  EXPECT_FALSE(asked[0].oldValue.IsValid());
-  EXPECT_FALSE(asked[0].newValue.IsValid());
-  EXPECT_EQ(asked[0].defaultValue, ConfigData(7));
-  EXPECT_EQ(asked[0].group, kGroupAudioSi);
-  EXPECT_EQ(asked[0].groupType, 14u);
-  EXPECT_EQ(askedOn[0], GetThreadSelfId());
-  EXPECT_EQ(capture.Texts(),
-            Lines{"kelStore::KelConfig::invokeEvent, AudioSi, level" + Decoration()});
-  EXPECT_EQ(recorder.Seen().size(), 1u);
-
-  // A change reaches the subscriber only.
-  capture.Clear();
-  EXPECT_EQ(store_->SetKelConfig(kGroupAudioSi, "level", ConfigData(6)), KEL_S_OK);
-  EXPECT_EQ(recorder.Changes(), (Lines{"- -> 5", "5 -> 6"}));
-  EXPECT_EQ(asked.size(), 1u);
-  EXPECT_EQ(capture.CountContaining("nObservers=1"), 1);
-
-  // One provider per key and group, whoever asks.
-  IKelConfig* sameStore = nullptr;
-  ASSERT_EQ(CreateKelConfig(kCallId, &sameStore), KEL_S_OK);
-  capture.Clear();
-  EXPECT_EQ(sameStore->BindConfig(kGroupAudioSi, "level",
-                                  [](const KelConfigEvent&) { return ConfigData("second"); }),
-            0u);
-  EXPECT_EQ(capture.Texts(),
-            Lines{"kelStore::KelConfig::bindConfig, AudioSi, level, " +
-                  std::to_string(binding + 1) + ", m_TotalObservers=2" + Decoration()});
-  EXPECT_EQ(store_->GetDynamicConfig(kGroupAudioSi, "level", value), KEL_S_OK);
-  EXPECT_EQ(value, ConfigData("provided:"));
-  EXPECT_NE(store_->BindConfig(kGroupAudio, "level",
-                               [](const KelConfigEvent&) { return ConfigData("audio"); }),
-            0u);
-  EXPECT_EQ(store_->GetDynamicConfig(kGroupAudio, "level", value), KEL_S_OK);
-  EXPECT_EQ(value, ConfigData("audio"));
-  EXPECT_EQ(asked.size(), 2u);
-}
-
-TEST_F(SubscriptionTest, SecondProviderSlippedIntoTheListIsCountedNotAsked) {
-  int secondAsked = 0;
-  ASSERT_NE(store_->BindConfig(kGroupVideo, "fps",
-                               [](const KelConfigEvent&) { return ConfigData("first"); }),
-            0u);
-  // Only a list entry made behind the binding check can hold a second provider.
-  auto second =
-      std::make_shared<ConfigEventHandler>(fnConfigInvokeCallBack([&](const KelConfigEvent&) {
-        ++secondAsked;
-        return ConfigData("second");
-      }));
-  auto* store = static_cast<KelConfig*>(store_);
-  ASSERT_EQ(store->Observers(kGroupVideo).Subscribe("fps", second, store, 0), KEL_S_OK);
-  second->busyCount = 0;
-
-  TraceCapture capture(2);
-  ConfigData value;
-  EXPECT_EQ(store_->GetDynamicConfig(kGroupVideo, "fps", value), KEL_S_OK);
-  EXPECT_EQ(value, ConfigData("first"));
-  EXPECT_EQ(secondAsked, 0);
-  EXPECT_EQ(capture.TextsAtLevel(0),
-            Lines{"kelStore::KelConfig::invokeEvent, Bind too much, , Video, fps, nCallees=2" +
-                  Decoration()});
-}
-
-TEST_F(SubscriptionTest, BookkeepingLines) {
+TEST_F(SubscriptionTest, RegistrationLinesIdsAndRemoval) {
   COxEventThread worker;
   TraceCapture capture(2);
   Recorder recorder;
@@ -405,17 +168,16 @@ TEST_F(SubscriptionTest, BookkeepingLines) {
       store_->SubscribeConfig(kGroupVideo, "fps", recorder.Callback(), &worker, true);
   const SubscribeId_t sent =
       store_->SubscribeConfig(kGroupVideo, "fps", recorder.Callback(), &worker, false);
-  const SubscribeId_t bound = store_->BindConfig(
-      kGroupTransmission, "mtu", [](const KelConfigEvent&) { return ConfigData(1200); });
+  const SubscribeId_t bound = store_->BindConfig(kGroupTransmission, "mtu", Answer);
   for (SubscribeId_t id : {posted, bound, direct, sent}) {
     EXPECT_EQ(store_->UnsubscribeConfig(id), KEL_S_OK);
   }
   const std::string subscribe = "kelStore::KelConfig::subscribeConfig, Video, fps, ";
   const std::string unsubscribe = "kelStore::KelConfig::unsubscribeConfig, ";
-  const std::string noThread = PointerText(static_cast<const void*>(nullptr));
+  const std::string noThread = PointerText(nullptr);
   const std::string onWorker = PointerText(static_cast<AOxThread*>(&worker));
   const std::string d = Decoration();
-  EXPECT_EQ(capture.Texts(),
+  EXPECT_EQ(capture.TextsAtLevel(2),
             (Lines{subscribe + "1, m_TotalObservers=0, pRunThread=" + noThread + ", bAsync=0" + d,
                    subscribe + "2, m_TotalObservers=1, pRunThread=" + onWorker + ", bAsync=1" + d,
                    subscribe + "3, m_TotalObservers=2, pRunThread=" + onWorker + ", bAsync=0" + d,
@@ -425,7 +187,104 @@ TEST_F(SubscriptionTest, BookkeepingLines) {
                    unsubscribe + "Video, fps, 1, m_TotalObservers=2" + d,
                    unsubscribe + "Video, fps, 3, m_TotalObservers=1" + d}));
   EXPECT_EQ(capture.TextsAtLevel(2).size(), capture.Texts().size());
-  EXPECT_TRUE(recorder.Seen().empty());
+  // Gone: nobody told or asked, and the ids are refused from now on.
+  EXPECT_EQ(store_->SetKelConfig(kGroupVideo, "fps", ConfigData(25)), KEL_E_NOOBSERVER);
+  ConfigData untouched("caller's");
+  EXPECT_EQ(store_->GetDynamicConfig(kGroupTransmission, "mtu", untouched), KEL_E_NOOBSERVER);
+  EXPECT_EQ(store_->GetDynamicConfig(kGroupVideo, "fps", untouched), KEL_E_NOOBSERVER);  // set
+  EXPECT_EQ(untouched, ConfigData("caller's"));
+  capture.Clear();
+  EXPECT_EQ(store_->UnsubscribeConfig(sent), KEL_E_BADSTATE);
+  EXPECT_EQ(store_->UnsubscribeConfig(0), KEL_E_BADSTATE);
+  EXPECT_EQ(
+      capture.TextsAtLevel(0),
+      (Lines{
+          "kelStore::KelConfig::UnsubscribeConfig, id=3, Failed [this=" + PointerText(store_) + "]",
+          "kelStore::KelConfig::UnsubscribeConfig, id=0, Failed [this=" + PointerText(store_) +
+              "]"}));
+
+  // Refused arguments use up no id; an empty name has its own text, without the " 0".
+  struct Refusal {
+    KelConfigGroup group;
+    const char* name;
+    bool withCallback;
+  };
+  for (const Refusal& r : {Refusal{kGroupLast, "fps", true}, Refusal{kGroupNone, "fps", true},
+                           Refusal{kGroupVideo, nullptr, true}, Refusal{kGroupVideo, "fps", false},
+                           Refusal{kGroupVideo, "", true}}) {
+    SCOPED_TRACE(r.name != nullptr ? r.name : "(null)");
+    capture.Clear();
+    EXPECT_EQ(
+        store_->SubscribeConfig(r.group, r.name, r.withCallback ? recorder.Callback() : nullptr),
+        0u);
+    EXPECT_EQ(store_->BindConfig(r.group, r.name, r.withCallback ? Answer : nullptr), 0u);
+    const std::string text =
+        (r.name != nullptr && *r.name == '\0' ? "Error parameters" : "Error parameters 0") + d;
+    EXPECT_EQ(capture.Texts(), (Lines{"kelStore::KelConfig::subscribeConfig" + text,
+                                      "kelStore::KelConfig::bindConfig" + text}));
+  }
+  EXPECT_EQ(store_->BindConfig(kGroupTransmission, "mtu", Answer), 5u);  // the key is free again
+  IKelConfig* other = nullptr;                                           // ids count per store
+  ASSERT_EQ(CreateKelConfig(kCallId + 1, &other), KEL_S_OK);
+  EXPECT_EQ(other->SubscribeConfig(kGroupVideo, "fps", recorder.Callback()), 1u);
+  EXPECT_TRUE(recorder.Changes().empty());
+}
+
+TEST_F(SubscriptionTest, ProviderAnswersDynamicReadsAndSubscribersOnlyChanges) {
+  store_->SetKelConfig(kGroupAudioSi, "level", ConfigData(5));  // never consulted by the read
+  std::vector<KelConfigEvent> asked;
+  std::vector<uint64_t> askedOn;
+  Recorder recorder;
+  store_->SubscribeConfig(kGroupAudioSi, "level", recorder.Callback());
+  const SubscribeId_t binding =
+      store_->BindConfig(kGroupAudioSi, "level", [&](const KelConfigEvent& e) {
+        asked.push_back(e);
+        askedOn.push_back(GetThreadSelfId());
+        return ConfigData("provided:" + e.defaultValue.ToString());
+      });
+  ConfigData value;
+  EXPECT_EQ(store_->GetDynamicConfig(kGroupAudioSi, "level", value, ConfigData(7)), KEL_S_OK);
+  EXPECT_EQ(value, ConfigData("provided:7"));
+  ASSERT_EQ(asked.size(), 1u);
+  EXPECT_EQ(asked[0].name, "level");
+  EXPECT_FALSE(asked[0].oldValue.IsValid() || asked[0].newValue.IsValid());
+  EXPECT_EQ(asked[0].defaultValue, ConfigData(7));
+  EXPECT_EQ(asked[0].group, kGroupAudioSi);
+  EXPECT_EQ(asked[0].groupType, 14u);
+  EXPECT_EQ(askedOn, std::vector<uint64_t>{GetThreadSelfId()});
+  // A change reaches the subscriber only; its first delivery was the initial one.
+  EXPECT_EQ(store_->SetKelConfig(kGroupAudioSi, "level", ConfigData(6)), KEL_S_OK);
+  EXPECT_EQ(recorder.Changes(), (Lines{"level 9/14: - -> 5", "level 9/14: 5 -> 6"}));
+  EXPECT_EQ(asked.size(), 1u);
+
+  // One provider per key and group, whoever asks; the refused binding has used up an id.
+  IKelConfig* sameStore = nullptr;
+  ASSERT_EQ(CreateKelConfig(kCallId, &sameStore), KEL_S_OK);
+  TraceCapture capture(2);
+  EXPECT_EQ(sameStore->BindConfig(kGroupAudioSi, "level", Answer), 0u);
+  EXPECT_EQ(capture.Texts(),
+            Lines{"kelStore::KelConfig::bindConfig, AudioSi, level, " +
+                  std::to_string(binding + 1) + ", m_TotalObservers=2" + Decoration()});
+
+  // Only a list entry made behind the binding check can hold a second provider: it is counted,
+  // not asked.
+  int secondAsked = 0;
+  auto second =
+      std::make_shared<ConfigEventHandler>(fnConfigInvokeCallBack([&](const KelConfigEvent&) {
+        ++secondAsked;
+        return ConfigData("second");
+      }));
+  auto* store = static_cast<KelConfig*>(store_);
+  ASSERT_EQ(store->Observers(kGroupAudioSi).Subscribe("level", second, store, 0), KEL_S_OK);
+  second->busyCount = 0;
+  capture.Clear();
+  EXPECT_EQ(store_->GetDynamicConfig(kGroupAudioSi, "level", value), KEL_S_OK);
+  EXPECT_EQ(value, ConfigData("provided:"));
+  EXPECT_EQ(secondAsked, 0);
+  EXPECT_EQ(capture.Texts(),
+            (Lines{"kelStore::KelConfig::invokeEvent, AudioSi, level" + Decoration(),
+                   "kelStore::KelConfig::invokeEvent, Bind too much, , AudioSi, level, nCallees=2" +
+                       Decoration()}));
 }
 
 }  // namespace

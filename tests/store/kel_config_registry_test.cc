@@ -1,152 +1,95 @@
+// The store registry and its exported functions: counting, refusals, lifecycle lines and reads by
+// call id.
 #include <gtest/gtest.h>
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mediastores_internal.h"
 #include "store_test_util.h"
 #include "support/trace_capture.h"
 
+namespace kelStore {
 namespace {
 
-using kelStore::IKelConfig;
 using storetest::RegistryCount;
 using storetest::StoreDecoration;
-using storetest::StoreTest;
-
 using Lines = std::vector<std::string>;
 
-class RegistryTest : public StoreTest {
+class RegistryTest : public storetest::StoreTest {
  protected:
   IKelConfig* Create(uint32_t callId) {
     IKelConfig* store = nullptr;
-    EXPECT_EQ(kelStore::CreateKelConfig(callId, &store), KEL_S_OK);
+    EXPECT_EQ(CreateKelConfig(callId, &store), KEL_S_OK);
     return store;
   }
 };
 
-enum class Op { kCreate, kRelease, kCleanUp };
-
-struct Step {
-  Op op;
-  uint32_t callId;
-  int32_t result;
-  int32_t count;  // the call's count afterwards; -1 when it has no entry
-};
-
-// Runs `steps`; a release gives back the store that the last create of that call handed out.
-void RunSteps(const std::vector<Step>& steps) {
-  std::map<uint32_t, IKelConfig*> stores;
-  for (size_t i = 0; i < steps.size(); ++i) {
-    const Step& step = steps[i];
-    SCOPED_TRACE("step " + std::to_string(i));
-    int32_t result = 0;
-    switch (step.op) {
-      case Op::kCreate: {
-        const bool registered = RegistryCount(step.callId) >= 0;
-        IKelConfig* store = nullptr;
-        result = kelStore::CreateKelConfig(step.callId, &store);
-        if (registered) {
-          EXPECT_EQ(store, stores[step.callId]);  // one store per call
-        }
-        stores[step.callId] = store;
-        break;
-      }
-      case Op::kRelease:
-        result = kelStore::ReleaseKelConfig(stores[step.callId]);
-        break;
-      case Op::kCleanUp:
-        result = kelStore::CleanUpKelConfig(step.callId);
-        break;
-    }
-    EXPECT_EQ(result, step.result);
-    EXPECT_EQ(RegistryCount(step.callId), step.count);
-    EXPECT_TRUE(storetest::RegistryIndexConsistent());
-  }
-}
-
 TEST_F(RegistryTest, CountingSequences) {
-  const Op C = Op::kCreate, R = Op::kRelease, U = Op::kCleanUp;
-  const int32_t F = KEL_E_FAIL;
-  struct Sequence {
-    const char* what;
-    std::vector<Step> steps;
-  };
-  const std::vector<Sequence> sequences = {
-      {"create, release, clean-up", {{C, 1, 0, 2}, {R, 1, 0, 1}, {U, 1, 0, -1}}},
-      {"clean-up before release", {{C, 1, 0, 2}, {U, 1, 0, 1}, {R, 1, 0, -1}, {R, 1, F, -1}}},
-      {"two creators", {{C, 1, 0, 2}, {C, 1, 0, 3}, {R, 1, 0, 2}, {R, 1, 0, 1}, {U, 1, 0, -1}}},
-      {"repeated clean-up keeps the count",
-       {{C, 1, 0, 2},
-        {C, 1, 0, 3},
-        {U, 1, 0, 2},
-        {U, 1, F, 2},
-        {R, 1, 0, 1},
-        {U, 1, F, 1},
-        {R, 1, 0, -1},
-        {U, 1, F, -1}}},
-      {"create after clean-up ignores the mark",
-       {{C, 1, 0, 2}, {U, 1, 0, 1}, {C, 1, 0, 2}, {R, 1, 0, 1}, {R, 1, 0, -1}}},
-      {"releases alone erase at the second",
-       {{C, 1, 0, 2}, {R, 1, 0, 1}, {R, 1, 0, -1}, {R, 1, F, -1}, {U, 1, F, -1}}},
-      {"calls are counted apart",
-       {{C, 1, 0, 2}, {C, 2, 0, 2}, {R, 2, 0, 1}, {U, 1, 0, 1}, {R, 1, 0, -1}, {U, 2, 0, -1}}},
-      {"call id 0 and the highest id",
-       {{C, 0, 0, 2}, {C, 0xFFFFFFFF, 0, 2}, {U, 0xFFFFFFFF, 0, 1}, {U, 0, 0, 1}}},
-  };
-  for (const Sequence& sequence : sequences) {
-    SCOPED_TRACE(sequence.what);
-    RunSteps(sequence.steps);
-    kelStore::DestroyKelConfig();
+  // Each step: operation (C create, R release the store the call's last create handed out, U
+  // clean up), call id ('x' for ~0U), result ('+' success, '!' KEL_E_FAIL), and the call's count
+  // afterwards ('-' no entry).
+  for (const char* script : {
+           "C1+2 U1+1 R1+- R1!- U1!-",       // clean-up before release
+           "C1+2 C1+3 R1+2 R1+1 U1+-",       // two creators
+           "C1+2 U1+1 U1!1 R1+-",            // a repeated clean-up keeps the count
+           "C1+2 U1+1 C1+2 U1!2 R1+1 R1+-",  // create after clean-up ignores the mark
+           "C1+2 R1+1 R1+-",                 // releases alone erase at the second
+           "C0+2 Cx+2 Rx+1 U0+1 R0+- Ux+-",  // calls are counted apart
+       }) {
+    std::map<uint32_t, IKelConfig*> stores;
+    for (const char* step = script; *step != '\0'; step += step[4] == ' ' ? 5 : 4) {
+      SCOPED_TRACE(std::string(script) + " at " + step);
+      const uint32_t call = step[1] == 'x' ? 0xFFFFFFFFu : static_cast<uint32_t>(step[1] - '0');
+      int32_t result = -1;
+      if (step[0] == 'C') {
+        IKelConfig* store = nullptr;
+        const bool registered = RegistryCount(call) >= 0;
+        result = CreateKelConfig(call, &store);
+        EXPECT_TRUE(!registered || store == stores[call]);  // one store per call
+        stores[call] = store;
+      } else {
+        result = step[0] == 'R' ? ReleaseKelConfig(stores[call]) : CleanUpKelConfig(call);
+      }
+      EXPECT_EQ(result, step[2] == '+' ? KEL_S_OK : KEL_E_FAIL);
+      EXPECT_EQ(RegistryCount(call), step[3] == '-' ? -1 : step[3] - '0');
+      EXPECT_TRUE(storetest::RegistryIndexConsistent());
+    }
+    DestroyKelConfig();
   }
 }
 
 TEST_F(RegistryTest, RefusedArguments) {
   IKelConfig* store = Create(5);
-  EXPECT_EQ(kelStore::CreateKelConfig(6, nullptr), KEL_E_INVALIDARG);
+  EXPECT_EQ(CreateKelConfig(6, nullptr), KEL_E_INVALIDARG);
   IKelConfig* filled = store;
-  EXPECT_EQ(kelStore::CreateKelConfig(6, &filled), KEL_E_INVALIDARG);  // slot must be empty
+  EXPECT_EQ(CreateKelConfig(6, &filled), KEL_E_INVALIDARG);  // the slot must be empty
+  EXPECT_EQ(CreateKelConfig(5, &filled), KEL_E_INVALIDARG);
   EXPECT_EQ(filled, store);
-  EXPECT_EQ(kelStore::GetKelConfigSizeForUT(), 1u);
-  EXPECT_EQ(kelStore::CreateKelConfig(5, &filled), KEL_E_INVALIDARG);
-  EXPECT_EQ(RegistryCount(5), 2);
-
-  EXPECT_EQ(kelStore::ReleaseKelConfig(nullptr), KEL_E_INVALIDARG);
-  kelStore::KelConfig foreign(5);  // same call id, but not the registered store
-  EXPECT_EQ(kelStore::ReleaseKelConfig(&foreign), KEL_E_FAIL);
-  EXPECT_EQ(kelStore::CleanUpKelConfig(6), KEL_E_FAIL);
+  EXPECT_EQ(ReleaseKelConfig(nullptr), KEL_E_INVALIDARG);
+  KelConfig foreign(5);  // same call id, but not the registered store
+  EXPECT_EQ(ReleaseKelConfig(&foreign), KEL_E_FAIL);
+  EXPECT_EQ(CleanUpKelConfig(6), KEL_E_FAIL);
+  EXPECT_EQ(GetKelConfigSizeForUT(), 1u);
   EXPECT_EQ(RegistryCount(5), 2);
 }
 
-TEST_F(RegistryTest, DestroyDropsEveryStoreWhateverItsCount) {
-  IKelConfig* store = Create(3);
-  Create(3);
-  Create(9);
-  ASSERT_EQ(kelStore::GetKelConfigSizeForUT(), 2u);
-  kelStore::DestroyKelConfig();
-  EXPECT_EQ(kelStore::GetKelConfigSizeForUT(), 0u);
-  EXPECT_TRUE(storetest::RegistryIndexConsistent());
-  EXPECT_EQ(kelStore::ReleaseKelConfig(store), KEL_E_FAIL);
-  EXPECT_NE(Create(3), nullptr);  // a fresh store with count 2
-  EXPECT_EQ(RegistryCount(3), 2);
-}
-
-TEST_F(RegistryTest, LifecycleLines) {
+TEST_F(RegistryTest, LifecycleLinesAndDestroy) {
   TraceCapture capture(2);
   IKelConfig* store = Create(5);
-  const std::string self = StoreDecoration(5, store);
-  EXPECT_EQ(capture.Texts(),
-            (Lines{"kelStore::CreateKelConfig [cid=5]", "kelStore::KelConfig::KelConfig" + self}));
-  capture.Clear();
   IKelConfig* filled = store;
-  kelStore::CreateKelConfig(5, &filled);  // refused under the lock, after the entry line
+  CreateKelConfig(5, &filled);  // refused under the lock, after the entry line
   Create(5);
-  kelStore::ReleaseKelConfig(store);
-  kelStore::CleanUpKelConfig(5);
-  kelStore::CleanUpKelConfig(5);
-  kelStore::ReleaseKelConfig(store);
+  ReleaseKelConfig(store);
+  CleanUpKelConfig(5);
+  CleanUpKelConfig(5);
+  ReleaseKelConfig(store);
+  const std::string self = StoreDecoration(5, store);
   EXPECT_EQ(capture.Texts(), (Lines{
+                                 "kelStore::CreateKelConfig [cid=5]",
+                                 "kelStore::KelConfig::KelConfig" + self,
                                  "kelStore::CreateKelConfig [cid=5]",
                                  "kelStore::CreateKelConfig [cid=5]",
                                  "kelStore::ReleaseKelConfig [cid=5], counts=2",
@@ -163,12 +106,13 @@ TEST_F(RegistryTest, LifecycleLines) {
     EXPECT_EQ(line.module, "UTIL");
   }
 
+  // Destroy drops every store whatever its count.
   IKelConfig* first = Create(3);
   Create(3);
   IKelConfig* second = Create(9);
-  kelStore::ReleaseKelConfig(second);
+  ReleaseKelConfig(second);
   capture.Clear();
-  kelStore::DestroyKelConfig();
+  DestroyKelConfig();
   EXPECT_EQ(capture.Texts(), (Lines{
                                  "Enter, kelStore::DestroyKelConfig,line=902",
                                  "kelStore::DestroyKelConfig, callId=3, counts=3",
@@ -177,88 +121,52 @@ TEST_F(RegistryTest, LifecycleLines) {
                                  "kelStore::KelConfig::~KelConfig" + StoreDecoration(9, second),
                                  "Leave, kelStore::DestroyKelConfig,line=902",
                              }));
+  EXPECT_EQ(GetKelConfigSizeForUT(), 0u);
+  EXPECT_TRUE(storetest::RegistryIndexConsistent());
+  EXPECT_EQ(ReleaseKelConfig(first), KEL_E_FAIL);
 
   capture.Clear();
   set_external_trace_mask(1);  // info lines off
-  store = Create(4);
-  kelStore::ReleaseKelConfig(store);
-  kelStore::CleanUpKelConfig(4);
-  kelStore::DestroyKelConfig();
+  ReleaseKelConfig(Create(4));
+  CleanUpKelConfig(4);
+  DestroyKelConfig();
   EXPECT_TRUE(capture.Texts().empty());
 }
 
-class ReadByCallTest : public RegistryTest {
- protected:
-  void SetUp() override {
-    store_ = Create(kCallId);
-    // Each group holds "owner" = its own group number.
-    for (uint32_t group = 0; group < kelStore::kGroupLast; ++group) {
-      store_->SetKelConfig(static_cast<kelStore::KelConfigGroup>(group), "owner",
-                           ConfigData(group));
-    }
+TEST_F(RegistryTest, ReadsByCallId) {
+  IKelConfig* store = Create(11);
+  // Each group holds "owner" = its own group number.
+  for (uint32_t group = 0; group < kGroupLast; ++group) {
+    store->SetKelConfig(static_cast<KelConfigGroup>(group), "owner", ConfigData(group));
   }
-
-  static constexpr uint32_t kCallId = 11;
-  IKelConfig* store_ = nullptr;
-};
-
-TEST_F(ReadByCallTest, SessionTypesReadTheirGroups) {
-  // Session type -> group of the read; -1: no group of its own (and no default group here).
-  const std::vector<int> groups = {3, 5, 6, 4, 7, 8, -1, -1, -1, -1, -1, -1, -1, -1, 9, -1, -1};
   TraceCapture capture(0);
-  for (uint32_t type = 0; type < groups.size(); ++type) {
-    SCOPED_TRACE(type);
+  // By session type: its group, or (no default group in the temporary helper) refused.
+  for (const auto& [type, group] :
+       std::vector<std::pair<uint32_t, int>>{{0, 3}, {2, 6}, {3, 4}, {14, 9}, {6, -1}, {15, -1}}) {
     ConfigData out;
-    const int32_t result = kelStore::GetKelConfigValue(type, "owner", out, kCallId);
-    if (groups[type] >= 0) {
-      EXPECT_EQ(result, KEL_S_OK);
-      EXPECT_EQ(out, ConfigData(static_cast<uint32_t>(groups[type])));
-    } else {
-      EXPECT_EQ(result, KEL_E_BADSTATE);
-    }
+    EXPECT_EQ(GetKelConfigValue(type, "owner", out, 11), group >= 0 ? KEL_S_OK : KEL_E_BADSTATE);
+    EXPECT_EQ(out, group >= 0 ? ConfigData(static_cast<uint32_t>(group)) : ConfigData()) << type;
   }
-  EXPECT_EQ(capture.Texts().size(), 10u);
   EXPECT_EQ(capture.CountContaining("kelStore::KelConfigHelper::GetKelConfigError KelConfigGroup "
                                     "[this=0x"),
-            10);
-  EXPECT_EQ(RegistryCount(kCallId), 2);  // each read gave its reference back
-}
-
-TEST_F(ReadByCallTest, GroupReadsAndRefusals) {
-  TraceCapture capture(0);
+            2);
   ConfigData out;
-  EXPECT_EQ(kelStore::GetKelConfigValueEx(5, "owner", out, kCallId), KEL_S_OK);
+  EXPECT_EQ(GetKelConfigValueEx(5, "owner", out, 11), KEL_S_OK);
   EXPECT_EQ(out, ConfigData(5u));
-  EXPECT_EQ(kelStore::GetKelConfigValueEx(5, "absent", out, kCallId), KEL_E_BADSTATE);
+  EXPECT_EQ(GetKelConfigValueEx(5, "absent", out, 11), KEL_E_BADSTATE);
   EXPECT_FALSE(out.IsValid());
-  EXPECT_EQ(kelStore::GetKelConfigValueEx(13, "owner", out, kCallId), KEL_E_INVALIDARG);
-  EXPECT_EQ(kelStore::GetKelConfigValueEx(0xFFFFFFFE, "owner", out, kCallId), KEL_E_INVALIDARG);
-  EXPECT_EQ(kelStore::GetKelConfigValueEx(0xFFFFFFFF, "owner", out, kCallId), KEL_E_BADSTATE);
-  EXPECT_EQ(capture.CountContaining("Error KelConfigGroup"), 1);
-  EXPECT_EQ(capture.AssertionCount(), 0);
-
-  EXPECT_EQ(kelStore::GetKelConfigValueEx(5, nullptr, out, kCallId), KEL_E_INVALIDARG);
-  EXPECT_EQ(kelStore::GetKelConfigValue(0, nullptr, out, kCallId), KEL_E_INVALIDARG);
-  EXPECT_EQ(capture.AssertionCount(), 2);
-  EXPECT_EQ(capture.CountContaining("kel_config_helper.cc:"), 2);
-  EXPECT_EQ(
-      capture.CountContaining(" Assert failed: (szConfigName != NULL) && (m_pIKelConfig != NULL)"),
-      2);
-
-  capture.Clear();
-  EXPECT_EQ(kelStore::GetKelConfigValue(0, "owner", out, 0xFFFFFFFF), KEL_E_INVALIDARG);
-  EXPECT_EQ(kelStore::GetKelConfigValueEx(3, "owner", out, 0xFFFFFFFF), KEL_E_INVALIDARG);
-  EXPECT_EQ(capture.AssertionCount(), 0);
-  EXPECT_EQ(kelStore::GetKelConfigSizeForUT(), 1u);
-  EXPECT_EQ(RegistryCount(kCallId), 2);
-}
-
-TEST_F(ReadByCallTest, ReadOfAnUnknownCallLeavesItsStoreToTheCleanUp) {
-  ConfigData out;
-  EXPECT_EQ(kelStore::GetKelConfigValueEx(3, "owner", out, 12), KEL_E_BADSTATE);
-  EXPECT_EQ(RegistryCount(12), 1);  // made with 2, one given back by the temporary helper
-  EXPECT_EQ(kelStore::CleanUpKelConfig(12), KEL_S_OK);
-  EXPECT_EQ(RegistryCount(12), -1);
+  EXPECT_EQ(GetKelConfigValueEx(13, "owner", out, 11), KEL_E_INVALIDARG);
+  EXPECT_EQ(GetKelConfigValueEx(0xFFFFFFFF, "owner", out, 11), KEL_E_BADSTATE);  // no group
+  EXPECT_EQ(GetKelConfigValueEx(5, nullptr, out, 11), KEL_E_INVALIDARG);
+  EXPECT_EQ(capture.AssertionCount(), 1);
+  EXPECT_EQ(GetKelConfigValue(0, "owner", out, 0xFFFFFFFF), KEL_E_INVALIDARG);
+  EXPECT_EQ(GetKelConfigValueEx(3, "owner", out, 0xFFFFFFFF), KEL_E_INVALIDARG);
+  EXPECT_EQ(RegistryCount(11), 2);  // each read gave its reference back
+  // A read of an unknown call leaves its new store to the call's clean-up.
+  EXPECT_EQ(GetKelConfigValueEx(3, "owner", out, 12), KEL_E_BADSTATE);
+  EXPECT_EQ(RegistryCount(12), 1);
+  EXPECT_EQ(GetKelConfigSizeForUT(), 2u);
 }
 
 }  // namespace
+}  // namespace kelStore

@@ -6,7 +6,6 @@
 #include <new>
 
 #include "mediastores_internal.h"
-#include "store_test_util.h"
 
 namespace {
 // Allocations made by this thread while counting; -1 when not counting.
@@ -27,8 +26,6 @@ void operator delete(void* memory, std::size_t) noexcept {
 
 namespace {
 
-using StoreAllocationTest = storetest::StoreTest;
-
 template <typename Operation>
 int AllocationsOf(Operation&& operation) {
   t_allocations = 0;
@@ -38,7 +35,7 @@ int AllocationsOf(Operation&& operation) {
   return counted;
 }
 
-TEST_F(StoreAllocationTest, ReadsAndRewritesDoNotAllocate) {
+TEST(StoreAllocationTest, ReadsAndRewritesDoNotAllocate) {
   kelStore::KelConfig store(3);
   const auto group = kelStore::kGroupVideo;
   const char* longName = "video.encoder.maxBitrateKbps";  // longer than any inline string

@@ -1,4 +1,4 @@
-// Shared pieces of the configuration store tests.
+// Shared pieces of the configuration store, notification and helper tests.
 #ifndef MEDIASTORES_TESTS_STORE_STORE_TEST_UTIL_H_
 #define MEDIASTORES_TESTS_STORE_STORE_TEST_UTIL_H_
 
