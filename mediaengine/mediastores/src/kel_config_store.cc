@@ -26,6 +26,18 @@ constexpr long long kRemovalReportMillis = 500;
 // 1 ms sleeps.
 constexpr int kRemovalWaitMaxSleeps = 4000;
 
+// An event about `name` in `group`: the three values given, groupType from the group.
+KelConfigEvent MakeEvent(const char* name, KelConfigGroup group, ConfigValue oldValue,
+                         ConfigValue newValue, ConfigValue defaultValue) {
+  KelConfigEvent event;
+  event.name = name;
+  event.oldValue = std::move(oldValue);
+  event.newValue = std::move(newValue);
+  event.defaultValue = std::move(defaultValue);
+  event.SetGroup(group);
+  return event;
+}
+
 }  // namespace
 
 KelConfig::KelConfig(uint32_t callId) : callId(callId) {
@@ -88,11 +100,7 @@ SubscribeId_t KelConfig::subscribeConfig(KelConfigGroup group, const char* name,
 
   ConfigValue current;
   if (m_values[group].Get(name, current)) {
-    KelConfigEvent event;
-    event.name = name;
-    event.newValue = std::move(current);
-    event.SetGroup(group);
-    handler->Notify(event);
+    handler->Notify(MakeEvent(name, group, ConfigValue(), std::move(current), ConfigValue()));
   }
   handler->busyCount.fetch_sub(1);
   uint64_t marker = self;
@@ -261,11 +269,7 @@ int32_t KelConfig::fireEvents(ObserverMgr& mgr, const char* name, ConfigValue ol
       },
       [&](const ConfigEventHandler::Ptr& handler) {
         if (!event) {
-          event.emplace();
-          event->name = name;
-          event->oldValue = std::move(oldValue);
-          event->newValue = std::move(newValue);
-          event->SetGroup(group);
+          event = MakeEvent(name, group, std::move(oldValue), std::move(newValue), ConfigValue());
         }
         ObserverMgr::DeliverChange(handler, *event, nObservers, self);
       });
@@ -294,10 +298,7 @@ int32_t KelConfig::invokeEvent(ObserverMgr& mgr, const char* name, ConfigValue& 
       },
       [&](const ConfigEventHandler::Ptr& handler) {
         if (!event) {
-          event.emplace();
-          event->name = name;
-          event->defaultValue = defaultValue;
-          event->SetGroup(group);
+          event = MakeEvent(name, group, ConfigValue(), ConfigValue(), defaultValue);
         }
         ObserverMgr::DeliverInvoke(handler, *event, nCallees, value, self);
       });
