@@ -30,10 +30,15 @@ struct Helpers {
 
 struct Row {
   std::string label;
-  std::function<int64_t(Helpers&)> call;
+  std::function<int64_t(Helpers&, ConfigData&)> call;
   int64_t expected;  // result code; id (0) for subscribe and bind; 0/1 for a null/non-null text
   int assertions;
 };
+// A row whose call is an expression on the helpers `h` (and a scratch value `out`).
+// clang-format off
+#define ROW(expr, ...) Row{#expr, \
+    [=](Helpers& h, ConfigData& out) { return (void)out, static_cast<int64_t>(expr); }, __VA_ARGS__}
+// clang-format on
 
 void OnChange(const KelConfigEvent&) {}
 ConfigData Provide(const KelConfigEvent&) {
@@ -50,142 +55,70 @@ TEST(HelperBadInput, RefusesAndKeepsItsStateAndTheValues) {
     ASSERT_EQ(audio.SetKelConfig("gain", ConfigData(3)), KEL_E_NOOBSERVER);
     ASSERT_EQ(audio.SetFeatureToggle(KEL_FT_Unknow, ConfigData("off")), KEL_E_NOOBSERVER);
 
+    const int64_t invalid = KEL_E_INVALIDARG, bad = KEL_E_BADSTATE;
+    // clang-format off
     std::vector<Row> rows = {
-        {"set null name", [](Helpers& h) { return h.audio.SetKelConfig(nullptr, 1); },
-         KEL_E_INVALIDARG, 1},
-        {"get null name",
-         [](Helpers& h) {
-           ConfigData out;
-           return h.audio.GetKelConfig(nullptr, out);
-         },
-         KEL_E_INVALIDARG, 1},
-        {"dynamic null name",
-         [](Helpers& h) {
-           ConfigData out;
-           return h.audio.GetDynamicConfig(nullptr, out);
-         },
-         KEL_E_INVALIDARG, 1},
-        {"remove null name", [](Helpers& h) { return h.audio.RemoveKelConfig(nullptr); },
-         KEL_E_INVALIDARG, 1},
-        {"subscribe null name",
-         [](Helpers& h) { return h.audio.SubscribeConfig(nullptr, OnChange); }, 0, 1},
-        {"bind null name", [](Helpers& h) { return h.audio.BindConfig(nullptr, Provide); }, 0, 1},
-        {"unsubscribe null name",
-         [](Helpers& h) { return h.audio.UnsubscribeConfig(nullptr, kGroupNone); },
-         KEL_E_INVALIDARG, 0},
-        {"apply null", [](Helpers& h) { return h.audio.ApplyKelConfigs(nullptr); },
-         KEL_E_INVALIDARG, 1},
-        {"set empty name", [](Helpers& h) { return h.audio.SetKelConfig("", 1); }, KEL_E_INVALIDARG,
-         0},
-        {"subscribe empty name", [](Helpers& h) { return h.audio.SubscribeConfig("", OnChange); },
-         0, 0},
-        {"set invalid value", [](Helpers& h) { return h.audio.SetKelConfig("gain", ConfigData()); },
-         KEL_E_INVALIDARG, 0},
-        {"unsubscribe id never issued", [](Helpers& h) { return h.audio.UnsubscribeConfig(4711); },
-         KEL_E_BADSTATE, 0},
-        {"unsubscribe id 0", [](Helpers& h) { return h.audio.UnsubscribeConfig(SubscribeId_t{0}); },
-         KEL_E_BADSTATE, 0},
-        {"unsubscribe name never subscribed",
-         [](Helpers& h) { return h.audio.UnsubscribeConfig("gain", kGroupNone); }, KEL_E_BADSTATE,
-         0},
-        {"set without default group",
-         [](Helpers& h) { return h.noDefault.SetKelConfig("gain", 1); }, KEL_E_BADSTATE, 0},
-        {"subscribe without default group",
-         [](Helpers& h) { return h.noDefault.SubscribeConfig("gain", OnChange); }, 0, 0},
-        {"remove group without default group",
-         [](Helpers& h) { return h.noDefault.RemoveKelConfigByGroup(); }, KEL_E_BADSTATE, 0},
-        {"set without store",
-         [](Helpers& h) { return h.noStore.SetKelConfig("gain", 1, kGroupAudio); },
-         KEL_E_INVALIDARG, 1},
-        {"get without store",
-         [](Helpers& h) {
-           ConfigData out;
-           return h.noStore.GetKelConfig("gain", out, kGroupAudio);
-         },
-         KEL_E_INVALIDARG, 1},
-        {"remove group without store",
-         [](Helpers& h) { return h.noStore.RemoveKelConfigByGroup(kGroupAudio); }, KEL_E_INVALIDARG,
-         1},
-        {"dump without store", [](Helpers& h) { return h.noStore.DumpKelConfigs(1) != nullptr; }, 0,
-         1},
-        {"apply without store", [](Helpers& h) { return h.noStore.ApplyKelConfigs("{}"); },
-         KEL_E_INVALIDARG, 1},
-        {"call id 0xFFFFFFFF", [](Helpers& h) { return h.noStore.SetCallId(0xFFFFFFFFu); },
-         KEL_E_BADSTATE, 0},
-        {"another call id", [](Helpers& h) { return h.audio.SetCallId(kCall + 1); }, KEL_E_BADSTATE,
-         0},
-        {"init with call id 0xFFFFFFFF",
-         [](Helpers& h) { return h.audio.InitKelConfig(0xFFFFFFFFu, kel::kSessionTypeAudio); },
-         KEL_E_BADSTATE, 0},
+        ROW(h.audio.SetKelConfig(nullptr, 1), invalid, 1),
+        ROW(h.audio.GetKelConfig(nullptr, out), invalid, 1),
+        ROW(h.audio.GetDynamicConfig(nullptr, out), invalid, 1),
+        ROW(h.audio.RemoveKelConfig(nullptr), invalid, 1),
+        ROW(h.audio.SubscribeConfig(nullptr, OnChange), 0, 1),
+        ROW(h.audio.BindConfig(nullptr, Provide), 0, 1),
+        ROW(h.audio.UnsubscribeConfig(nullptr, kGroupNone), invalid, 0),
+        ROW(h.audio.ApplyKelConfigs(nullptr), invalid, 1),
+        ROW(h.audio.SetKelConfig("", 1), invalid, 0),
+        ROW(h.audio.SubscribeConfig("", OnChange), 0, 0),
+        ROW(h.audio.SetKelConfig("gain", ConfigData()), invalid, 0),
+        ROW(h.audio.UnsubscribeConfig(4711), bad, 0),
+        ROW(h.audio.UnsubscribeConfig(SubscribeId_t{0}), bad, 0),
+        ROW(h.audio.UnsubscribeConfig("gain", kGroupNone), bad, 0),
+        ROW(h.noDefault.SetKelConfig("gain", 1), bad, 0),
+        ROW(h.noDefault.SubscribeConfig("gain", OnChange), 0, 0),
+        ROW(h.noDefault.RemoveKelConfigByGroup(), bad, 0),
+        ROW(h.noStore.SetKelConfig("gain", 1, kGroupAudio), invalid, 1),
+        ROW(h.noStore.GetKelConfig("gain", out, kGroupAudio), invalid, 1),
+        ROW(h.noStore.RemoveKelConfigByGroup(kGroupAudio), invalid, 1),
+        ROW(h.noStore.DumpKelConfigs(1) != nullptr, 0, 1),
+        ROW(h.noStore.ApplyKelConfigs("{}"), invalid, 1),
+        ROW(h.noStore.SetCallId(0xFFFFFFFFu), bad, 0),
+        ROW(h.audio.SetCallId(kCall + 1), bad, 0),
+        ROW(h.audio.InitKelConfig(0xFFFFFFFFu, kel::kSessionTypeAudio), bad, 0),
+        ROW(h.audio.SetKelSessionType(kel::kSessionTypeVideo), bad, 0),
     };
-    for (uint32_t type : {6u, 13u, 15u, 0xFFFFFFFFu}) {
-      rows.push_back({"session type " + std::to_string(type),
-                      [type](Helpers& h) {
-                        return h.noDefault.SetKelSessionType(
-                            static_cast<kel::KelSessionType>(type));
-                      },
-                      KEL_E_BADSTATE, 0});
+    for (uint32_t t : {6u, 13u, 15u, 0xFFFFFFFFu}) {
+      rows.push_back(ROW(h.noDefault.SetKelSessionType(static_cast<kel::KelSessionType>(t)), bad, 0));
     }
-    rows.push_back({"another session type",
-                    [](Helpers& h) { return h.audio.SetKelSessionType(kel::kSessionTypeVideo); },
-                    KEL_E_BADSTATE, 0});
     for (KelConfigGroup g : {kBadGroups[0], kBadGroups[1], kBadGroups[2], kGroupNone}) {
-      const std::string at = " group " + std::to_string(g);
-      rows.push_back({"default" + at, [g](Helpers& h) { return h.noDefault.SetDefaultGroup(g); },
-                      KEL_E_BADSTATE, 0});
+      rows.push_back(ROW(h.noDefault.SetDefaultGroup(g), bad, 0));
     }
     // An explicit group is handed to the store as it is, which refuses it.
     for (KelConfigGroup g : kBadGroups) {
-      const std::string at = " group " + std::to_string(g);
-      rows.push_back({"set" + at, [g](Helpers& h) { return h.audio.SetKelConfig("gain", 1, g); },
-                      KEL_E_INVALIDARG, 0});
-      rows.push_back({"get" + at,
-                      [g](Helpers& h) {
-                        ConfigData out;
-                        return h.audio.GetKelConfig("gain", out, g);
-                      },
-                      KEL_E_INVALIDARG, 0});
-      rows.push_back({"dynamic" + at,
-                      [g](Helpers& h) {
-                        ConfigData out;
-                        return h.audio.GetDynamicConfig("gain", out, g);
-                      },
-                      KEL_E_INVALIDARG, 0});
-      rows.push_back({"remove" + at, [g](Helpers& h) { return h.audio.RemoveKelConfig("gain", g); },
-                      KEL_E_INVALIDARG, 0});
-      rows.push_back({"remove group" + at,
-                      [g](Helpers& h) { return h.audio.RemoveKelConfigByGroup(g); },
-                      KEL_E_INVALIDARG, 0});
-      rows.push_back({"subscribe" + at,
-                      [g](Helpers& h) { return h.audio.SubscribeConfig("gain", OnChange, g); }, 0,
-                      0});
-      rows.push_back(
-          {"bind" + at, [g](Helpers& h) { return h.audio.BindConfig("gain", Provide, g); }, 0, 0});
-      rows.push_back({"unsubscribe" + at,
-                      [g](Helpers& h) { return h.audio.UnsubscribeConfig("gain", g); },
-                      KEL_E_INVALIDARG, 0});
+      rows.insert(rows.end(), {
+          ROW(h.audio.SetKelConfig("gain", 1, g), invalid, 0),
+          ROW(h.audio.GetKelConfig("gain", out, g), invalid, 0),
+          ROW(h.audio.GetDynamicConfig("gain", out, g), invalid, 0),
+          ROW(h.audio.RemoveKelConfig("gain", g), invalid, 0),
+          ROW(h.audio.RemoveKelConfigByGroup(g), invalid, 0),
+          ROW(h.audio.SubscribeConfig("gain", OnChange, g), 0, 0),
+          ROW(h.audio.BindConfig("gain", Provide, g), 0, 0),
+          ROW(h.audio.UnsubscribeConfig("gain", g), invalid, 0)});
     }
     // A toggle id without a key is a null name.
     for (KelFeatureToggleID id : kBadToggles) {
-      const std::string of = " toggle " + std::to_string(id);
-      rows.push_back({"set" + of, [id](Helpers& h) { return h.audio.SetFeatureToggle(id, "on"); },
-                      KEL_E_INVALIDARG, 1});
-      rows.push_back({"remove" + of, [id](Helpers& h) { return h.audio.RemoveFeatureToggle(id); },
-                      KEL_E_INVALIDARG, 1});
-      rows.push_back({"subscribe" + of,
-                      [id](Helpers& h) { return h.audio.SubscribeFeatureToggle(id, OnChange); }, 0,
-                      1});
-      rows.push_back({"unsubscribe" + of,
-                      [id](Helpers& h) { return h.audio.UnsubscribeFeatureToggle(id); },
-                      KEL_E_INVALIDARG, 0});
-      rows.push_back({"default on" + of,
-                      [id](Helpers& h) { return h.audio.IsFeatureToggleDefaultOn(id); }, 1, 1});
+      rows.insert(rows.end(), {
+          ROW(h.audio.SetFeatureToggle(id, "on"), invalid, 1),
+          ROW(h.audio.RemoveFeatureToggle(id), invalid, 1),
+          ROW(h.audio.SubscribeFeatureToggle(id, OnChange), 0, 1),
+          ROW(h.audio.UnsubscribeFeatureToggle(id), invalid, 0),
+          ROW(h.audio.IsFeatureToggleDefaultOn(id), 1, 1)});
     }
+    // clang-format on
 
     for (const Row& row : rows) {
       SCOPED_TRACE(row.label);
       TraceCapture capture(0);
-      EXPECT_EQ(row.call(helpers), row.expected);
+      ConfigData out;
+      EXPECT_EQ(row.call(helpers, out), row.expected);
       EXPECT_EQ(capture.AssertionCount(), row.assertions);
       EXPECT_EQ(audio.GetCallId(), kCall);
       EXPECT_EQ(audio.GetKelSessionType(), kel::kSessionTypeAudio);

@@ -25,12 +25,6 @@ const std::string& HugeName() {
   return name;
 }
 
-struct Row {
-  std::string label;
-  std::function<int64_t(IKelConfig&)> call;
-  int64_t expected;  // result code, or id (0) for subscribe and bind
-};
-
 class StoreBadInput : public storetest::StoreTest {
  protected:
   void SetUp() override {
@@ -47,98 +41,115 @@ class StoreBadInput : public storetest::StoreTest {
     EXPECT_EQ(storetest::RegistryCount(kCall), 2);
     EXPECT_EQ(store_->DumpKelConfigs(kAllGroups), snapshot_);
   }
+  // The store's error line "kelStore::KelConfig::<text> [cid=..] [this=..]"; none for "".
+  std::vector<std::string> Lines(const std::string& text) const {
+    if (text.empty()) return {};
+    return {"kelStore::KelConfig::" + text + storetest::StoreDecoration(kCall, store_)};
+  }
 
   IKelConfig* store_ = nullptr;
   std::string snapshot_;
 };
 
-TEST_F(StoreBadInput, StoreOperationsRefuseAndKeepTheValues) {
-  auto onChange = [](const KelConfigEvent&) {};
-  auto provide = [](const KelConfigEvent&) { return ConfigData(1); };
+// A store operation on a group and a name: its result code, or the id for subscribe and bind.
+struct Op {
+  const char* label;
+  std::function<int64_t(IKelConfig&, KelConfigGroup, const char*)> call;
+  int64_t refused;        // KEL_E_INVALIDARG, or id 0
+  std::string errorLine;  // its error line's text; "" when silent
+};
+const Op kOps[] = {
+    {"set", [](IKelConfig& s, KelConfigGroup g, const char* n) { return s.SetKelConfig(g, n, 1); },
+     KEL_E_INVALIDARG, "SetKelConfigError parameters"},
+    {"get",
+     [](IKelConfig& s, KelConfigGroup g, const char* n) {
+       ConfigData out;
+       return s.GetKelConfig(g, n, out);
+     },
+     KEL_E_INVALIDARG, ""},
+    {"dynamic",
+     [](IKelConfig& s, KelConfigGroup g, const char* n) {
+       ConfigData out("kept");
+       const int32_t rc = s.GetDynamicConfig(g, n, out);
+       return out == ConfigData("kept") ? rc : -1;
+     },
+     KEL_E_INVALIDARG, "GetDynamicConfigError parameters"},
+    {"remove",
+     [](IKelConfig& s, KelConfigGroup g, const char* n) { return s.RemoveKelConfig(g, n); },
+     KEL_E_INVALIDARG, ""},
+    {"subscribe",
+     [](IKelConfig& s, KelConfigGroup g, const char* n) {
+       return s.SubscribeConfig(g, n, [](const KelConfigEvent&) {});
+     },
+     0, "subscribeConfigError parameters 0"},
+    {"bind",
+     [](IKelConfig& s, KelConfigGroup g, const char* n) {
+       return s.BindConfig(g, n, [](const KelConfigEvent&) { return ConfigData(1); });
+     },
+     0, "bindConfigError parameters 0"},
+};
+
+TEST_F(StoreBadInput, StoreOperationsRefuseWithTheirLinesAndKeepTheValues) {
+  struct Row {
+    std::string label;
+    std::function<int64_t()> call;
+    int64_t expected;
+    std::vector<std::string> errors;  // the level-0 lines
+  };
   std::vector<Row> rows;
-  for (KelConfigGroup g : kBadGroups) {
-    const std::string at = " group " + std::to_string(g);
-    rows.push_back({"set" + at, [g](IKelConfig& s) { return s.SetKelConfig(g, "gain", 1); },
-                    KEL_E_INVALIDARG});
-    rows.push_back({"get" + at,
-                    [g](IKelConfig& s) {
-                      ConfigData out;
-                      return s.GetKelConfig(g, "gain", out);
-                    },
-                    KEL_E_INVALIDARG});
-    rows.push_back({"dynamic" + at,
-                    [g](IKelConfig& s) {
-                      ConfigData out("kept");
-                      const int32_t rc = s.GetDynamicConfig(g, "gain", out);
-                      return out == ConfigData("kept") ? rc : -1;
-                    },
-                    KEL_E_INVALIDARG});
-    rows.push_back({"remove" + at, [g](IKelConfig& s) { return s.RemoveKelConfig(g, "gain"); },
-                    KEL_E_INVALIDARG});
-    rows.push_back({"remove group" + at, [g](IKelConfig& s) { return s.RemoveKelConfigByGroup(g); },
-                    KEL_E_INVALIDARG});
-    rows.push_back({"subscribe" + at,
-                    [g, onChange](IKelConfig& s) { return s.SubscribeConfig(g, "gain", onChange); },
-                    0});
-    rows.push_back(
-        {"bind" + at, [g, provide](IKelConfig& s) { return s.BindConfig(g, "gain", provide); }, 0});
+  for (const Op& op : kOps) {
+    const std::string at = std::string(op.label) + " ";
+    for (KelConfigGroup g : kBadGroups) {
+      rows.push_back({at + std::to_string(g), [this, &op, g] { return op.call(*store_, g, "n"); },
+                      op.refused, Lines(op.errorLine)});
+    }
+    rows.push_back({at + "null name",
+                    [this, &op] { return op.call(*store_, kGroupAudio, nullptr); }, op.refused,
+                    Lines(op.errorLine)});
+    // An empty name: silent, but subscribe and bind trace it without the " 0".
+    rows.push_back({at + "empty name", [this, &op] { return op.call(*store_, kGroupAudio, ""); },
+                    op.refused,
+                    Lines(op.refused == 0 ? op.errorLine.substr(0, op.errorLine.size() - 2) : "")});
   }
-  for (const char* name : {static_cast<const char*>(nullptr), ""}) {
-    const std::string as = name == nullptr ? " null name" : " empty name";
-    rows.push_back({"set" + as,
-                    [name](IKelConfig& s) { return s.SetKelConfig(kGroupAudio, name, 1); },
-                    KEL_E_INVALIDARG});
-    rows.push_back({"get" + as,
-                    [name](IKelConfig& s) {
-                      ConfigData out;
-                      return s.GetKelConfig(kGroupAudio, name, out);
-                    },
-                    KEL_E_INVALIDARG});
-    rows.push_back({"dynamic" + as,
-                    [name](IKelConfig& s) {
-                      ConfigData out;
-                      return s.GetDynamicConfig(kGroupAudio, name, out);
-                    },
-                    KEL_E_INVALIDARG});
-    rows.push_back({"remove" + as,
-                    [name](IKelConfig& s) { return s.RemoveKelConfig(kGroupAudio, name); },
-                    KEL_E_INVALIDARG});
-    rows.push_back(
-        {"subscribe" + as,
-         [name, onChange](IKelConfig& s) { return s.SubscribeConfig(kGroupAudio, name, onChange); },
-         0});
-    rows.push_back(
-        {"bind" + as,
-         [name, provide](IKelConfig& s) { return s.BindConfig(kGroupAudio, name, provide); }, 0});
+  for (KelConfigGroup g : kBadGroups) {
+    rows.push_back({"remove group " + std::to_string(g),
+                    [this, g] { return store_->RemoveKelConfigByGroup(g); },
+                    KEL_E_INVALIDARG,
+                    {}});
   }
   rows.push_back({"set invalid value",
-                  [](IKelConfig& s) { return s.SetKelConfig(kGroupAudio, "gain", ConfigData()); },
-                  KEL_E_INVALIDARG});
+                  [this] { return store_->SetKelConfig(kGroupAudio, "gain", ConfigData()); },
+                  KEL_E_INVALIDARG, Lines(kOps[0].errorLine)});
   rows.push_back(
       {"remove invalid value",
-       [](IKelConfig& s) { return s.SetKelConfig(kGroupAudio, "gain", ConfigData(), false, true); },
-       KEL_E_INVALIDARG});
+       [this] { return store_->SetKelConfig(kGroupAudio, "gain", ConfigData(), false, true); },
+       KEL_E_INVALIDARG, Lines(kOps[0].errorLine)});
   rows.push_back({"subscribe without callback",
-                  [](IKelConfig& s) { return s.SubscribeConfig(kGroupAudio, "gain", nullptr); },
-                  0});
+                  [this] { return store_->SubscribeConfig(kGroupAudio, "gain", nullptr); }, 0,
+                  Lines(kOps[4].errorLine)});
   rows.push_back({"bind without provider",
-                  [](IKelConfig& s) { return s.BindConfig(kGroupAudio, "gain", nullptr); }, 0});
-  for (SubscribeId_t id :
-       {SubscribeId_t{0}, SubscribeId_t{1}, SubscribeId_t{77}, ~SubscribeId_t{0}}) {
-    rows.push_back({"unsubscribe id " + std::to_string(id),
-                    [id](IKelConfig& s) { return s.UnsubscribeConfig(id); }, KEL_E_BADSTATE});
+                  [this] { return store_->BindConfig(kGroupAudio, "gain", nullptr); }, 0,
+                  Lines(kOps[5].errorLine)});
+  for (SubscribeId_t id : {SubscribeId_t{0}, SubscribeId_t{77}, ~SubscribeId_t{0}}) {
+    rows.push_back({"unsubscribe " + std::to_string(id),
+                    [this, id] { return store_->UnsubscribeConfig(id); },
+                    KEL_E_BADSTATE,
+                    {"kelStore::KelConfig::UnsubscribeConfig, id=" + std::to_string(id) +
+                     ", Failed [this=" + storetest::PointerText(store_) + "]"}});
   }
   rows.push_back(
-      {"apply null", [](IKelConfig& s) { return s.ApplyKelConfigs(nullptr); }, KEL_E_BADSTATE});
+      {"apply null", [this] { return store_->ApplyKelConfigs(nullptr); }, KEL_E_BADSTATE, {}});
 
   TraceCapture capture(0);
   for (const Row& row : rows) {
     SCOPED_TRACE(row.label);
-    EXPECT_EQ(row.call(*store_), row.expected);
+    capture.Clear();
+    EXPECT_EQ(row.call(), row.expected);
+    EXPECT_EQ(capture.TextsAtLevel(0), row.errors);
     ExpectUntouched();
   }
   // Refused before an id was given out: the first subscription still gets id 1.
-  EXPECT_EQ(store_->SubscribeConfig(kGroupAudio, "gain", onChange), 1u);
+  EXPECT_EQ(store_->SubscribeConfig(kGroupAudio, "gain", [](const KelConfigEvent&) {}), 1u);
   EXPECT_EQ(store_->UnsubscribeConfig(1), KEL_S_OK);
   EXPECT_EQ(capture.AssertionCount(), 0);
 }
@@ -166,7 +177,8 @@ TEST_F(StoreBadInput, RegistryFunctionsRefuseAndKeepTheRegistry) {
       {"create into filled slot",
        [foreign] {
          IKelConfig* slot = foreign;
-         return CreateKelConfig(kCall, &slot);
+         const int32_t rc = CreateKelConfig(kCall, &slot);
+         return slot == foreign ? rc : -2;
        }},
       {"release null", [] { return ReleaseKelConfig(nullptr); }},
       {"release foreign store", [foreign] { return ReleaseKelConfig(foreign); }},

@@ -203,26 +203,6 @@ TEST_F(SubscriptionTest, RegistrationLinesIdsAndRemoval) {
           "kelStore::KelConfig::UnsubscribeConfig, id=0, Failed [this=" + PointerText(store_) +
               "]"}));
 
-  // Refused arguments use up no id; an empty name has its own text, without the " 0".
-  struct Refusal {
-    KelConfigGroup group;
-    const char* name;
-    bool withCallback;
-  };
-  for (const Refusal& r : {Refusal{kGroupLast, "fps", true}, Refusal{kGroupNone, "fps", true},
-                           Refusal{kGroupVideo, nullptr, true}, Refusal{kGroupVideo, "fps", false},
-                           Refusal{kGroupVideo, "", true}}) {
-    SCOPED_TRACE(r.name != nullptr ? r.name : "(null)");
-    capture.Clear();
-    EXPECT_EQ(
-        store_->SubscribeConfig(r.group, r.name, r.withCallback ? recorder.Callback() : nullptr),
-        0u);
-    EXPECT_EQ(store_->BindConfig(r.group, r.name, r.withCallback ? Answer : nullptr), 0u);
-    const std::string text =
-        (r.name != nullptr && *r.name == '\0' ? "Error parameters" : "Error parameters 0") + d;
-    EXPECT_EQ(capture.Texts(), (Lines{"kelStore::KelConfig::subscribeConfig" + text,
-                                      "kelStore::KelConfig::bindConfig" + text}));
-  }
   EXPECT_EQ(store_->BindConfig(kGroupTransmission, "mtu", Answer), 5u);  // the key is free again
   IKelConfig* other = nullptr;                                           // ids count per store
   ASSERT_EQ(CreateKelConfig(kCallId + 1, &other), KEL_S_OK);

@@ -26,12 +26,14 @@
 #include <memory>
 #include <mutex>
 #include <random>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "mediastores_internal.h"
 #include "store/store_test_util.h"
+#include "support/event_test_util.h"
 #include "support/stress_support.h"
 #include "support/trace_capture.h"
 
@@ -93,10 +95,9 @@ struct Watcher {
   std::atomic<bool> fenced{false};   // posted: the fence queued after the removal has run
 };
 
-class StoreStress : public ::testing::Test {
+class StoreStress : public storetest::StoreTest {
  protected:
   void SetUp() override { ASSERT_EQ(GetKelConfigSizeForUT(), 0u); }
-  void TearDown() override { DestroyKelConfig(); }
 
   // Takes a reference of a call's store. The first set of "born" in a store reports that nobody
   // saw the key before (KEL_E_NOOBSERVER), every later one that it is unchanged, so the number
@@ -166,7 +167,7 @@ class StoreStress : public ::testing::Test {
     w->removed.store(true);
     if (w->mode == Mode::kPosted) {
       workers_[w->worker]->GetEventQueue()->PostEvent(
-          new stresstest::ClosureEvent([w] { w->fenced.store(true); }), 128);
+          new eventtest::FnEvent([w] { w->fenced.store(true); }), 128);
     }
   }
 
@@ -214,7 +215,8 @@ class StoreStress : public ::testing::Test {
   // callback copies that count themselves in liveCallbacks_.
   std::atomic<int> liveCallbacks_{0};
   std::deque<Watcher> records_;
-  std::mutex recordsMutex_;
+  std::mutex recordsMutex_;                 // guards records_ and issued_
+  std::set<SubscribeId_t> issued_[kCalls];  // ids the kept calls' stores handed out
   std::vector<std::unique_ptr<COxEventThread>> workers_;
   FaultLog faults_;
   std::atomic<int> okSets_[kCalls][kSlots] = {};
@@ -321,6 +323,10 @@ void StoreStress::OpThread(int t, int batches) {
         w->worker = static_cast<int>(rng() % kWorkers);
         const SubscribeId_t id = Subscribe(store, w);
         if (w->mode != Mode::kProvider && id == 0) faults_.Add("subscribe refused");
+        if (id != 0 && call != kRecycled) {  // ids count per store: the kept ones live on
+          std::lock_guard<std::mutex> lock(recordsMutex_);
+          if (!issued_[call].insert(id).second) faults_.Add("id issued twice");
+        }
         // A binding is refused while another provider holds the key; always on fixed providers.
         if (w->mode == Mode::kProvider && id != 0 && HasFixedProvider(call, slot)) {
           faults_.Add("second provider accepted");
@@ -417,6 +423,7 @@ TEST_F(StoreStress, SetGetSubscribeBindAcrossCallsWhileStoresComeAndGo) {
         w->worker = static_cast<int>((s + static_cast<size_t>(mode)) % kWorkers);
         const SubscribeId_t id = Subscribe(keepers_[c], w);
         ASSERT_NE(id, 0u);
+        issued_[c].insert(id);
         fixed.push_back({keepers_[c], id, w});
       }
     }
@@ -443,7 +450,7 @@ TEST_F(StoreStress, SetGetSubscribeBindAcrossCallsWhileStoresComeAndGo) {
   for (std::thread& thread : threads)
     thread.join();
   for (auto& worker : workers_)
-    stresstest::FlushQueue(*worker);  // every posted delivery has run
+    eventtest::Flush(*worker);  // every posted delivery has run
 
   EXPECT_EQ(faults_.Count(), 0) << faults_.Describe();
 
@@ -527,6 +534,8 @@ TEST_F(StoreStress, SetGetSubscribeBindAcrossCallsWhileStoresComeAndGo) {
     for (size_t s = 0; s < kSlots; ++s) {
       EXPECT_EQ(keepers_[c]->SetKelConfig(SlotGroup(s), SlotKey(s), ConfigData("end"), true),
                 KEL_E_NOOBSERVER);
+      ConfigData value;
+      EXPECT_EQ(keepers_[c]->GetDynamicConfig(SlotGroup(s), SlotKey(s), value), KEL_E_NOOBSERVER);
     }
   }
 

@@ -1,5 +1,5 @@
-// Pieces shared by the bounded stress tests: the soak scale, an event that runs a closure on a
-// worker thread, a queue flush, a counter of live callback copies and a fault log.
+// Pieces shared by the bounded stress tests: the soak scale, a counter of live callback copies and
+// a fault log. (Closure events and queue flushes are in event_test_util.h.)
 //
 // Soak scale: MEDIASTORES_SOAK=1 multiplies a stress test's operation counts by 50,
 // MEDIASTORES_SOAK=<n> (n > 1) by n. Sanitized builds divide the result by the divisor the test
@@ -10,13 +10,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <functional>
 #include <mutex>
 #include <string>
-#include <utility>
 #include <vector>
-
-#include "mediastores/thread.h"
 
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
 #define MEDIASTORES_STRESS_SANITIZED 1
@@ -44,24 +40,6 @@ inline int ScaledOps(int base, int sanitizedDivisor) {
   }
   if (kSanitized && sanitizedDivisor > 1) ops /= sanitizedDivisor;
   return static_cast<int>(std::clamp(ops, 1LL, 1LL << 30));
-}
-
-// Runs a closure on the thread of the queue it is posted or sent to.
-class ClosureEvent : public IOxEvent {
- public:
-  explicit ClosureEvent(std::function<void()> fn) : fn_(std::move(fn)) {}
-  int OnEventFire() override {
-    fn_();
-    return 0;
-  }
-
- private:
-  std::function<void()> fn_;
-};
-
-// Returns once every event posted to the worker before the call has run.
-inline void FlushQueue(AOxThread& worker) {
-  worker.GetEventQueue()->SendEvent(new ClosureEvent([] {}));
 }
 
 // A copyable token that counts its live copies in `*live`. Captured by value in a callback, it
