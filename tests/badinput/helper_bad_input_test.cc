@@ -2,6 +2,7 @@
 // helper's call, default group and the values already stored stay as they were.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -33,6 +34,7 @@ struct Row {
   std::function<int64_t(Helpers&, ConfigData&)> call;
   int64_t expected;  // result code; id (0) for subscribe and bind; 0/1 for a null/non-null text
   int assertions;
+  std::string expression = "";  // the failed condition an assertion row reports
 };
 // A row whose call is an expression on the helpers `h` (and a scratch value `out`).
 // clang-format off
@@ -56,16 +58,24 @@ TEST(HelperBadInput, RefusesAndKeepsItsStateAndTheValues) {
     ASSERT_EQ(audio.SetFeatureToggle(KEL_FT_Unknow, ConfigData("off")), KEL_E_NOOBSERVER);
 
     const int64_t invalid = KEL_E_INVALIDARG, bad = KEL_E_BADSTATE;
+    const std::string nameAndStore = "(szConfigName != NULL) && (m_pIKelConfig != NULL)";
+    const std::string observer = "(m_pObserverHelper != NULL) && (szConfigName != NULL)";
+    const std::string store = "(m_pIKelConfig != NULL)";
+    const std::string jsonAndStore = "(szJsonConfig != NULL) && (m_pIKelConfig != NULL)";
     // clang-format off
     std::vector<Row> rows = {
-        ROW(h.audio.SetKelConfig(nullptr, 1), invalid, 1),
-        ROW(h.audio.GetKelConfig(nullptr, out), invalid, 1),
-        ROW(h.audio.GetDynamicConfig(nullptr, out), invalid, 1),
-        ROW(h.audio.RemoveKelConfig(nullptr), invalid, 1),
-        ROW(h.audio.SubscribeConfig(nullptr, OnChange), 0, 1),
-        ROW(h.audio.BindConfig(nullptr, Provide), 0, 1),
+        ROW(h.audio.SetKelConfig(nullptr, 1), invalid, 1, nameAndStore),
+        ROW(h.audio.GetKelConfig(nullptr, out), invalid, 1, nameAndStore),
+        ROW(h.audio.GetDynamicConfig(nullptr, out), invalid, 1, nameAndStore),
+        ROW(h.audio.RemoveKelConfig(nullptr), invalid, 1, nameAndStore),
+        ROW(h.audio.HaveKelConfig(nullptr), 0, 1, nameAndStore),
+        ROW(h.noStore.BindConfig(nullptr, Provide), 0, 1, observer),
+        ROW(h.noStore.GetDynamicConfig("gain", out, kGroupAudio), invalid, 1, nameAndStore),
+        ROW(h.noStore.RemoveKelConfig("gain", kGroupAudio), invalid, 1, nameAndStore),
+        ROW(h.audio.SubscribeConfig(nullptr, OnChange), 0, 1, observer),
+        ROW(h.audio.BindConfig(nullptr, Provide), 0, 1, observer),
         ROW(h.audio.UnsubscribeConfig(nullptr, kGroupNone), invalid, 0),
-        ROW(h.audio.ApplyKelConfigs(nullptr), invalid, 1),
+        ROW(h.audio.ApplyKelConfigs(nullptr), invalid, 1, jsonAndStore),
         ROW(h.audio.SetKelConfig("", 1), invalid, 0),
         ROW(h.audio.SubscribeConfig("", OnChange), 0, 0),
         ROW(h.audio.SetKelConfig("gain", ConfigData()), invalid, 0),
@@ -75,11 +85,11 @@ TEST(HelperBadInput, RefusesAndKeepsItsStateAndTheValues) {
         ROW(h.noDefault.SetKelConfig("gain", 1), bad, 0),
         ROW(h.noDefault.SubscribeConfig("gain", OnChange), 0, 0),
         ROW(h.noDefault.RemoveKelConfigByGroup(), bad, 0),
-        ROW(h.noStore.SetKelConfig("gain", 1, kGroupAudio), invalid, 1),
-        ROW(h.noStore.GetKelConfig("gain", out, kGroupAudio), invalid, 1),
-        ROW(h.noStore.RemoveKelConfigByGroup(kGroupAudio), invalid, 1),
-        ROW(h.noStore.DumpKelConfigs(1) != nullptr, 0, 1),
-        ROW(h.noStore.ApplyKelConfigs("{}"), invalid, 1),
+        ROW(h.noStore.SetKelConfig("gain", 1, kGroupAudio), invalid, 1, nameAndStore),
+        ROW(h.noStore.GetKelConfig("gain", out, kGroupAudio), invalid, 1, nameAndStore),
+        ROW(h.noStore.RemoveKelConfigByGroup(kGroupAudio), invalid, 1, store),
+        ROW(h.noStore.DumpKelConfigs(1) != nullptr, 0, 1, store),
+        ROW(h.noStore.ApplyKelConfigs("{}"), invalid, 1, jsonAndStore),
         ROW(h.noStore.SetCallId(0xFFFFFFFFu), bad, 0),
         ROW(h.audio.SetCallId(kCall + 1), bad, 0),
         ROW(h.audio.InitKelConfig(0xFFFFFFFFu, kel::kSessionTypeAudio), bad, 0),
@@ -106,27 +116,41 @@ TEST(HelperBadInput, RefusesAndKeepsItsStateAndTheValues) {
     // A toggle id without a key is a null name.
     for (KelFeatureToggleID id : kBadToggles) {
       rows.insert(rows.end(), {
-          ROW(h.audio.SetFeatureToggle(id, "on"), invalid, 1),
-          ROW(h.audio.RemoveFeatureToggle(id), invalid, 1),
-          ROW(h.audio.SubscribeFeatureToggle(id, OnChange), 0, 1),
+          ROW(h.audio.SetFeatureToggle(id, "on"), invalid, 1, nameAndStore),
+          ROW(h.audio.RemoveFeatureToggle(id), invalid, 1, nameAndStore),
+          ROW(h.audio.SubscribeFeatureToggle(id, OnChange), 0, 1, observer),
           ROW(h.audio.UnsubscribeFeatureToggle(id), invalid, 0),
-          ROW(h.audio.IsFeatureToggleDefaultOn(id), 1, 1)});
+          ROW(h.audio.IsFeatureToggleDefaultOn(id), 1, 1, nameAndStore)});
     }
     // clang-format on
 
-    for (const Row& row : rows) {
-      SCOPED_TRACE(row.label);
-      TraceCapture capture(0);
-      ConfigData out;
-      EXPECT_EQ(row.call(helpers, out), row.expected);
-      EXPECT_EQ(capture.AssertionCount(), row.assertions);
-      EXPECT_EQ(audio.GetCallId(), kCall);
-      EXPECT_EQ(audio.GetKelSessionType(), kel::kSessionTypeAudio);
-      EXPECT_EQ(noDefault.GetKelSessionType(), kel::kSessionTypeUnknown);
-      EXPECT_EQ(noStore.GetCallId(), 0xFFFFFFFFu);
-      EXPECT_EQ(audio.GetKelConfig("gain"), ConfigData(3));
-      EXPECT_EQ(audio.GetFeatureToggle(KEL_FT_Unknow), ConfigData("off"));
-      EXPECT_EQ(audio.DumpKelConfigs(1u << kGroupVideo), std::string("{\"Video\":[]}"));
+    // Argument faults are assertions even with tracing off; with it on, the one assertion line
+    // names the helper's source file and the failed condition.
+    for (uint32_t mask : {0u, 0xFFFFFFFFu}) {
+      for (const Row& row : rows) {
+        SCOPED_TRACE(row.label + " mask=" + std::to_string(mask));
+        TraceCapture capture(mask);
+        ConfigData out;
+        EXPECT_EQ(row.call(helpers, out), row.expected);
+        EXPECT_EQ(capture.AssertionCount(), row.assertions);
+        EXPECT_EQ(row.expression.empty(), row.assertions == 0);
+        const std::vector<std::string> lines = capture.Texts();
+        if (mask != 0) {
+          EXPECT_TRUE(lines.empty());
+        } else if (!row.expression.empty()) {
+          ASSERT_EQ(lines.size(), 1u);
+          const std::string tail = " Assert failed: " + row.expression;
+          EXPECT_EQ(lines[0].rfind("kel_config_helper.cc:", 0), 0u) << lines[0];
+          EXPECT_EQ(lines[0].substr(std::max(lines[0].size(), tail.size()) - tail.size()), tail);
+        }
+        EXPECT_EQ(audio.GetCallId(), kCall);
+        EXPECT_EQ(audio.GetKelSessionType(), kel::kSessionTypeAudio);
+        EXPECT_EQ(noDefault.GetKelSessionType(), kel::kSessionTypeUnknown);
+        EXPECT_EQ(noStore.GetCallId(), 0xFFFFFFFFu);
+        EXPECT_EQ(audio.GetKelConfig("gain"), ConfigData(3));
+        EXPECT_EQ(audio.GetFeatureToggle(KEL_FT_Unknow), ConfigData("off"));
+        EXPECT_EQ(audio.DumpKelConfigs(1u << kGroupVideo), std::string("{\"Video\":[]}"));
+      }
     }
     // Nothing refused was remembered for later: the helper's first subscription is live at once.
     TraceCapture capture(0);

@@ -172,66 +172,44 @@ TEST_F(StoreBadInput, HugeNameIsAnOrdinaryName) {
 
 TEST_F(StoreBadInput, RegistryFunctionsRefuseAndKeepTheRegistry) {
   IKelConfig* const foreign = new KelConfig(kCall);  // same call id, never registered
-  const std::vector<std::pair<std::string, std::function<int32_t()>>> calls = {
-      {"create into null slot", [] { return CreateKelConfig(kCall, nullptr); }},
-      {"create into filled slot",
-       [foreign] {
-         IKelConfig* slot = foreign;
-         const int32_t rc = CreateKelConfig(kCall, &slot);
-         return slot == foreign ? rc : -2;
-       }},
-      {"release null", [] { return ReleaseKelConfig(nullptr); }},
-      {"release foreign store", [foreign] { return ReleaseKelConfig(foreign); }},
-      {"clean up id never issued", [] { return CleanUpKelConfig(999999); }},
-      {"clean up no call", [] { return CleanUpKelConfig(0xFFFFFFFFu); }},
-      {"read no call",
-       [] {
-         ConfigData out;
-         return GetKelConfigValue(kel::kSessionTypeAudio, "gain", out, 0xFFFFFFFFu);
-       }},
-      {"read group no call",
-       [] {
-         ConfigData out;
-         return GetKelConfigValueEx(kGroupAudio, "gain", out, 0xFFFFFFFFu);
-       }},
-      {"read null name",
-       [] {
-         ConfigData out;
-         return GetKelConfigValueEx(kGroupAudio, nullptr, out, kCall);
-       }},
-      {"read empty name",
-       [] {
-         ConfigData out;
-         return GetKelConfigValueEx(kGroupAudio, "", out, kCall);
-       }},
-      {"read session type without group",
-       [] {
-         ConfigData out;
-         return GetKelConfigValue(kel::kSessionTypeData, "gain", out, kCall);
-       }},
-      {"read session type 0xFFFFFFFF",
-       [] {
-         ConfigData out;
-         return GetKelConfigValue(0xFFFFFFFFu, "gain", out, kCall);
-       }},
+  IKelConfig* slot = foreign;                        // a filled slot must stay as it was
+  struct Row {
+    std::string label;
+    int32_t expected;
+    std::function<int32_t(ConfigData&)> call;
   };
-  const int32_t expected[] = {KEL_E_INVALIDARG, KEL_E_INVALIDARG, KEL_E_INVALIDARG,
-                              KEL_E_FAIL,       KEL_E_FAIL,       KEL_E_FAIL,
-                              KEL_E_INVALIDARG, KEL_E_INVALIDARG, KEL_E_INVALIDARG,
-                              KEL_E_INVALIDARG, KEL_E_BADSTATE,   KEL_E_BADSTATE};
-  ASSERT_EQ(calls.size(), std::size(expected));
-  TraceCapture capture(-1);
-  for (size_t i = 0; i < calls.size(); ++i) {
-    SCOPED_TRACE(calls[i].first);
-    EXPECT_EQ(calls[i].second(), expected[i]);
-    ExpectUntouched();
+  // A row whose call is an expression on a scratch value `out`.
+  // clang-format off
+#define REGISTRY_ROW(expected, ...) \
+  Row{#__VA_ARGS__, expected, [&](ConfigData& out) { return (void)out, (__VA_ARGS__); }}
+  const int32_t invalid = KEL_E_INVALIDARG, fail = KEL_E_FAIL, bad = KEL_E_BADSTATE;
+  std::vector<Row> rows = {
+      REGISTRY_ROW(invalid, CreateKelConfig(kCall, nullptr)),
+      REGISTRY_ROW(invalid, slot = foreign, CreateKelConfig(kCall, &slot) + (slot != foreign)),
+      REGISTRY_ROW(invalid, ReleaseKelConfig(nullptr)),
+      REGISTRY_ROW(fail, ReleaseKelConfig(foreign)),
+      REGISTRY_ROW(fail, CleanUpKelConfig(999999)),  // an id never issued
+      REGISTRY_ROW(fail, CleanUpKelConfig(0xFFFFFFFFu)),
+      REGISTRY_ROW(invalid, GetKelConfigValue(kel::kSessionTypeAudio, "gain", out, 0xFFFFFFFFu)),
+      REGISTRY_ROW(invalid, GetKelConfigValueEx(kGroupAudio, "gain", out, 0xFFFFFFFFu)),
+      REGISTRY_ROW(invalid, GetKelConfigValueEx(kGroupAudio, nullptr, out, kCall)),
+      REGISTRY_ROW(invalid, GetKelConfigValueEx(kGroupAudio, "", out, kCall)),
+      REGISTRY_ROW(bad, GetKelConfigValue(kel::kSessionTypeData, "gain", out, kCall)),
+      REGISTRY_ROW(bad, GetKelConfigValue(0xFFFFFFFFu, "gain", out, kCall)),
+      // 0xFFFFFFFF names no group: the temporary helper has no default group to fall back on.
+      REGISTRY_ROW(bad, GetKelConfigValueEx(kGroupNone, "gain", out, kCall))};
+  // clang-format on
+  for (const KelConfigGroup& g : kBadGroups) {  // rows capture by reference: the array element
+    if (g != kGroupNone)
+      rows.push_back(REGISTRY_ROW(invalid, GetKelConfigValueEx(g, "gain", out, kCall)));
   }
-  for (KelConfigGroup g : kBadGroups) {
-    SCOPED_TRACE(g);
+#undef REGISTRY_ROW
+  TraceCapture capture(-1);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.label);
     ConfigData out("kept");
-    // 0xFFFFFFFF names no group: the temporary helper has no default group to fall back on.
-    EXPECT_EQ(GetKelConfigValueEx(g, "gain", out, kCall),
-              g == kGroupNone ? KEL_E_BADSTATE : KEL_E_INVALIDARG);
+    EXPECT_EQ(row.call(out), row.expected);
+    EXPECT_EQ(out, ConfigData("kept"));
     ExpectUntouched();
   }
   // The read with a null name is an argument fault of the temporary helper: an assertion.

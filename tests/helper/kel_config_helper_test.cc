@@ -1,12 +1,10 @@
-// KelConfigHelper: call id and store reference, default group and session types, the group rule,
-// argument assertions, and subscriptions made before the store exists.
+// KelConfigHelper: call id and store reference, default group and session types, the group rule
+// and subscriptions made before the store exists (argument assertions: badinput/).
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
 #include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include "mediastores_internal.h"
@@ -150,47 +148,6 @@ TEST_F(KelConfigHelperTest, GroupRuleAndItsTwoTexts) {
   EXPECT_EQ(h.ApplyKelConfigs("{\"Video\":[{\"key\":\"w\",\"value\":\"6\"}]}"), KEL_S_OK);
   EXPECT_STREQ(h.DumpKelConfigs(1u << kGroupVideo),
                "{\"Video\":[{\"key\":\"w\",\"value\":\"6\"}]}");
-}
-
-TEST_F(KelConfigHelperTest, ArgumentFaultsAreAssertionsEvenWhenTracingIsOff) {
-  KelConfigHelper withStore(kCall);
-  KelConfigHelper noStore;
-  ConfigData value;
-  const std::string nameAndStore = "(szConfigName != NULL) && (m_pIKelConfig != NULL)";
-  const std::string observer = "(m_pObserverHelper != NULL) && (szConfigName != NULL)";
-  const std::string store = "(m_pIKelConfig != NULL)";
-  const std::string jsonAndStore = "(szJsonConfig != NULL) && (m_pIKelConfig != NULL)";
-  const int32_t invalid = KEL_E_INVALIDARG;
-  // Each call returns whether its result is the refusal.
-  // clang-format off
-  const std::vector<std::pair<std::function<bool()>, std::string>> rows = {
-      {[&] { return withStore.SubscribeConfig(nullptr, kNoop, kGroupCommon) == 0; }, observer},
-      {[&] { return noStore.BindConfig(nullptr, kAnswer) == 0; }, observer},
-      {[&] { return withStore.SetKelConfig(nullptr, 1, kGroupCommon) == invalid; }, nameAndStore},
-      {[&] { return noStore.SetKelConfig("k", 1, kGroupCommon) == invalid; }, nameAndStore},
-      {[&] { return noStore.GetKelConfig("k", value) == invalid; }, nameAndStore},
-      {[&] { return !withStore.HaveKelConfig(nullptr, kGroupCommon); }, nameAndStore},
-      {[&] { return noStore.GetDynamicConfig("k", value) == invalid; }, nameAndStore},
-      {[&] { return noStore.RemoveKelConfig("k", kGroupCommon) == invalid; }, nameAndStore},
-      {[&] { return noStore.RemoveKelConfigByGroup(kGroupCommon) == invalid; }, store},
-      {[&] { return noStore.DumpKelConfigs(1) == nullptr; }, store},
-      {[&] { return noStore.ApplyKelConfigs("{}") == invalid; }, jsonAndStore},
-      {[&] { return withStore.ApplyKelConfigs(nullptr) == invalid; }, jsonAndStore}};
-  // clang-format on
-  for (uint32_t mask : {0xFFFFFFFFu, 0u}) {
-    TraceCapture capture(mask);
-    for (const auto& [refused, expression] : rows) {
-      capture.Clear();
-      EXPECT_TRUE(refused()) << expression;
-      EXPECT_EQ(capture.AssertionCount(), 1) << expression;
-      const Lines lines = capture.Texts();
-      ASSERT_EQ(lines.size(), mask == 0 ? 1u : 0u);
-      if (mask != 0) continue;
-      const std::string tail = " Assert failed: " + expression;
-      EXPECT_EQ(lines[0].rfind("kel_config_helper.cc:", 0), 0u) << lines[0];
-      EXPECT_EQ(lines[0].substr(std::max(lines[0].size(), tail.size()) - tail.size()), tail);
-    }
-  }
 }
 
 TEST_F(KelConfigHelperTest, SubscriptionsMadeBeforeTheStoreGoLiveWithFreshIds) {
