@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "bench/json_bench_documents.h"
-#include "mediastores_internal.h"
+#include "mediastores/mediastores.h"
 
 namespace {
 

@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-#include "mediastores_internal.h"
+#include "mediastores/mediastores.h"
 
 // ---- counting allocator ----------------------------------------------------------------------
 

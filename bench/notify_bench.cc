@@ -27,7 +27,7 @@
 #include <thread>
 #include <vector>
 
-#include "mediastores_internal.h"
+#include "mediastores/mediastores.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "mediastores_internal.h"
+#include "mediastores/mediastores.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "mediastores_internal.h"
+#include "mediastores/mediastores.h"
 
 namespace {
 

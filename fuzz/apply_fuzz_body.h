@@ -21,10 +21,11 @@
 #include <map>
 #include <string>
 
+#include "mediaengine/mediastores/src/config/kel_config_store.h"
 #include "mediastores/json/json.h"
 #include "mediastores/kel_config_group.h"
+#include "mediastores/mediastores.h"
 #include "mediastores/result_codes.h"
-#include "mediastores_internal.h"
 
 namespace apply_fuzz {
 

@@ -33,7 +33,7 @@ mkdir -p "$out/artifacts" "$out/$target-corpus"
 case "$target" in
   json_fuzz) sources=("$root"/json/*.cc) ;;
   *) sources=("$root"/platform/*.cc "$root"/timers/*.cc "$root"/saferoutines/*.cc "$root"/json/*.cc
-              "$root"/mediaengine/mediastores/src/*.cc) ;;
+              "$root"/mediaengine/mediastores/src/config/*.cc "$root"/mediaengine/mediastores/src/stats/*.cc) ;;
 esac
 
 CXX=${CXX_FUZZ:-clang++}
@@ -41,7 +41,7 @@ echo "building $out/$target"
 "$CXX" -std=c++17 -O1 -g -fno-omit-frame-pointer \
   -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all \
   -Wall -Wextra -Werror -DMEDIASTORES_BUILDING=1 \
-  -I"$root/include" -I"$root" -I"$root/mediaengine/mediastores/src" \
+  -I"$root/include" -I"$root" \
   "$src" "${sources[@]}" -lpthread -o "$out/$target"
 
 seeds="$root/tests/${target%_fuzz}/corpus"

@@ -34,6 +34,11 @@ class CKelUnknownImpl {
   std::atomic<uint32_t> m_refCount{0};
 };
 
+// QueryInterface of the audio and video statistics objects: for IID_IKelUnknown stores `self`
+// (the object's reference-count part) in `*out`, adds a reference and returns KEL_S_OK; for any
+// other id stores null and returns KEL_E_NOINTERFACE; KEL_E_POINTER for a null `out`.
+int32_t queryKelUnknown(CKelUnknownImpl* self, const _tagUUID& id, void** out);
+
 }  // namespace kel
 
 using kel::CKelUnknownImpl;

@@ -2,7 +2,7 @@
 #include <atomic>
 #include <cstdio>
 
-#include "platform/kel_trace.h"
+#include "platform/trace.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "mediastores_internal.h"
-#include "support/trace_capture.h"
+#include "mediastores/mediastores.h"
+#include "tests/support/trace_capture.h"
 
 namespace kelStore {
 namespace {

@@ -6,8 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "mediastores_internal.h"
-#include "support/trace_capture.h"
+#include "mediaengine/mediastores/src/config/kel_config_store.h"
+#include "mediastores/mediastores.h"
+#include "tests/support/trace_capture.h"
 
 namespace kelStore {
 namespace {

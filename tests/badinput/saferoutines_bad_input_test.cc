@@ -4,8 +4,8 @@
 // except for what the routine documents.
 #include <gtest/gtest.h>
 
-#include "mediastores_internal.h"
-#include "saferoutines/constraint_capture.h"
+#include "mediastores/mediastores.h"
+#include "tests/saferoutines/constraint_capture.h"
 
 namespace {
 

@@ -12,7 +12,8 @@
 namespace {
 
 TEST(JsonCorpusReplayTest, EverySeedPassesTheFuzzChecks) {
-  const std::filesystem::path corpus = std::filesystem::path(__FILE__).parent_path() / "corpus";
+  const std::filesystem::path corpus =
+      std::filesystem::path(MEDIASTORES_SOURCE_DIR) / "tests/json/corpus";
   ASSERT_TRUE(std::filesystem::is_directory(corpus)) << corpus;
   int replayed = 0;
   for (const auto& entry : std::filesystem::directory_iterator(corpus)) {

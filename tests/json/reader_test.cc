@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "mediastores_internal.h"
+#include "mediastores/mediastores.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "mediastores_internal.h"
+#include "mediastores/mediastores.h"
 
 namespace {
 

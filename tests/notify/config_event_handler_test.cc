@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "config_event_handler.h"
-#include "mediastores_internal.h"
-#include "store/store_test_util.h"
-#include "support/trace_capture.h"
+#include "mediaengine/mediastores/src/config/config_event_handler.h"
+#include "mediastores/mediastores.h"
+#include "tests/store/store_test_util.h"
+#include "tests/support/trace_capture.h"
 
 namespace kelStore {
 namespace {

@@ -8,10 +8,12 @@
 #include <thread>
 #include <vector>
 
-#include "mediastores_internal.h"
-#include "store/store_test_util.h"
-#include "support/event_test_util.h"
-#include "support/trace_capture.h"
+#include "mediaengine/mediastores/src/config/config_event_handler.h"
+#include "mediaengine/mediastores/src/config/kel_config_store.h"
+#include "mediastores/mediastores.h"
+#include "tests/store/store_test_util.h"
+#include "tests/support/event_test_util.h"
+#include "tests/support/trace_capture.h"
 
 namespace kelStore {
 namespace {

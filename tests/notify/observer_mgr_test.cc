@@ -5,9 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "config_event_handler.h"
-#include "kel_config_observer_mgr.h"
-#include "mediastores_internal.h"
+#include "mediaengine/mediastores/src/config/config_event_handler.h"
+#include "mediaengine/mediastores/src/config/kel_config_observer_mgr.h"
+#include "mediaengine/mediastores/src/config/kel_config_store.h"
+#include "mediastores/mediastores.h"
 
 namespace kelStore {
 namespace {

@@ -4,8 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "mediastores_internal.h"
-#include "support/trace_capture.h"
+#include "mediaengine/mediastores/src/config/kel_config_store.h"
+#include "mediastores/mediastores.h"
+#include "platform/text_formator.h"
+#include "platform/trace.h"
+#include "tests/support/trace_capture.h"
 
 // Named (not anonymous) so the function name in the lines is the same for every compiler.
 namespace tracetest {

@@ -21,7 +21,7 @@ struct Corpus {
 };
 
 TEST(FuzzCorpusReplay, EverySeedPassesItsTargetsChecks) {
-  const std::filesystem::path tests = std::filesystem::path(__FILE__).parent_path().parent_path();
+  const std::filesystem::path tests = std::filesystem::path(MEDIASTORES_SOURCE_DIR) / "tests";
   const Corpus corpora[] = {
       {"apply", apply_fuzz::CheckOneInput, 20},
       {"saferoutines", saferoutines_fuzz::CheckOneInput, 20},

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "mediastores_internal.h"
+#include "mediastores/mediastores.h"
 
 using namespace std::string_literals;
 

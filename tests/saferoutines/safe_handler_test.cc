@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "mediastores_internal.h"
-#include "saferoutines/constraint_capture.h"
+#include "mediastores/mediastores.h"
+#include "tests/saferoutines/constraint_capture.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "mediastores_internal.h"
-#include "saferoutines/constraint_capture.h"
+#include "mediastores/mediastores.h"
+#include "tests/saferoutines/constraint_capture.h"
 
 namespace {
 

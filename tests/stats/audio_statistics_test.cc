@@ -3,8 +3,10 @@
 #include <functional>
 #include <vector>
 
-#include "mediastores_internal.h"
-#include "stats/stats_image.h"
+#include "mediaengine/mediastores/src/stats/kel_audio_info.h"
+#include "mediastores/mediastores.h"
+#include "platform/kel_unknown_impl.h"
+#include "tests/stats/stats_image.h"
 
 namespace {
 

@@ -6,9 +6,12 @@
 #include <typeinfo>
 #include <vector>
 
-#include "mediastores_internal.h"
-#include "stats/stats_image.h"
-#include "support/trace_capture.h"
+#include "mediaengine/mediastores/src/stats/kel_audio_info.h"
+#include "mediaengine/mediastores/src/stats/kel_mediastores.h"
+#include "mediaengine/mediastores/src/stats/kel_video_info.h"
+#include "mediastores/mediastores.h"
+#include "tests/stats/stats_image.h"
+#include "tests/support/trace_capture.h"
 
 namespace {
 

@@ -2,8 +2,9 @@
 // record can have and every size up to beyond the largest record.
 #include <gtest/gtest.h>
 
-#include "mediastores_internal.h"
-#include "stats/stats_image.h"
+#include "mediaengine/mediastores/src/stats/kel_stats_access.h"
+#include "mediastores/mediastores.h"
+#include "tests/stats/stats_image.h"
 
 namespace {
 

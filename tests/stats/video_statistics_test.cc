@@ -4,8 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "mediastores_internal.h"
-#include "stats/stats_image.h"
+#include "mediaengine/mediastores/src/stats/kel_video_info.h"
+#include "mediastores/mediastores.h"
+#include "tests/stats/stats_image.h"
 
 namespace {
 

@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "mediastores_internal.h"
+#include "mediaengine/mediastores/src/config/atom_map.h"
+#include "mediastores/mediastores.h"
 
 namespace {
 

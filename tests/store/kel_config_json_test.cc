@@ -8,9 +8,10 @@
 #include <utility>
 #include <vector>
 
-#include "mediastores_internal.h"
-#include "store_test_util.h"
-#include "support/trace_capture.h"
+#include "mediaengine/mediastores/src/config/kel_config_store.h"
+#include "mediastores/mediastores.h"
+#include "tests/store/store_test_util.h"
+#include "tests/support/trace_capture.h"
 
 namespace kelStore {
 namespace {

@@ -5,7 +5,8 @@
 #include <cstdlib>
 #include <new>
 
-#include "mediastores_internal.h"
+#include "mediaengine/mediastores/src/config/kel_config_store.h"
+#include "mediastores/mediastores.h"
 
 namespace {
 // Allocations made by this thread while counting; -1 when not counting.

@@ -5,8 +5,8 @@
 #include <thread>
 #include <vector>
 
-#include "mediastores_internal.h"
-#include "store_test_util.h"
+#include "mediastores/mediastores.h"
+#include "tests/store/store_test_util.h"
 
 namespace kelStore {
 namespace {

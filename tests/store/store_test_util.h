@@ -8,7 +8,9 @@
 #include <mutex>
 #include <string>
 
-#include "mediastores_internal.h"
+#include "mediaengine/mediastores/src/config/kel_config_registry.h"
+#include "mediastores/mediastores.h"
+#include "platform/text_formator.h"
 
 namespace storetest {
 

@@ -1,4 +1,4 @@
-#include "support/trace_capture.h"
+#include "tests/support/trace_capture.h"
 
 #include <atomic>
 #include <mutex>
@@ -18,7 +18,9 @@ void CaptureSink(int level, const char* module, const char* text, int length) {
                                   std::string(text, length > 0 ? static_cast<size_t>(length) : 0)});
 }
 
-void CountAssertion() { g_assertions.fetch_add(1); }
+void CountAssertion() {
+  g_assertions.fetch_add(1);
+}
 
 util_trace_sink_t g_previousSink = nullptr;
 ox_assertion_handler_t g_previousHandler = nullptr;
@@ -47,7 +49,8 @@ std::vector<CapturedTrace> TraceCapture::Lines() const {
 
 std::vector<std::string> TraceCapture::Texts() const {
   std::vector<std::string> texts;
-  for (const CapturedTrace& line : Lines()) texts.push_back(line.text);
+  for (const CapturedTrace& line : Lines())
+    texts.push_back(line.text);
   return texts;
 }
 
@@ -67,7 +70,9 @@ int TraceCapture::CountContaining(const std::string& fragment) const {
   return count;
 }
 
-int TraceCapture::AssertionCount() const { return g_assertions.load(); }
+int TraceCapture::AssertionCount() const {
+  return g_assertions.load();
+}
 
 void TraceCapture::Clear() {
   std::lock_guard<std::mutex> lock(g_mutex);

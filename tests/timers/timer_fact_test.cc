@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "mediastores_internal.h"
+#include "mediastores/mediastores.h"
 
 namespace {
 

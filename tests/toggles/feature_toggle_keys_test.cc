@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "mediastores/feature_toggle.h"
-#include "mediastores_internal.h"
-#include "store/store_test_util.h"
-#include "support/trace_capture.h"
+#include "mediastores/mediastores.h"
+#include "tests/store/store_test_util.h"
+#include "tests/support/trace_capture.h"
 
 namespace kelStore {
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "mediastores_internal.h"
-#include "tool_runner.h"
+#include "mediastores/mediastores.h"
+#include "tests/tools/tool_runner.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tool_runner.h"
+#include "tests/tools/tool_runner.h"
 
 namespace {
 

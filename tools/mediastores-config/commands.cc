@@ -1,4 +1,4 @@
-#include "commands.h"
+#include "tools/mediastores-config/commands.h"
 
 #include <mediastores/feature_toggle.h>
 #include <mediastores/kel_config_group.h>
@@ -15,8 +15,8 @@
 #include <string>
 #include <utility>
 
-#include "document_check.h"
-#include "scratch_store.h"
+#include "tools/mediastores-config/document_check.h"
+#include "tools/mediastores-config/scratch_store.h"
 
 namespace msconfig {
 namespace {

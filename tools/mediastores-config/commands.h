@@ -1,7 +1,7 @@
 // The commands of mediastores-config. Each takes the arguments after its name and returns the
 // process exit status.
-#ifndef MEDIASTORES_TOOLS_CONFIG_COMMANDS_H_
-#define MEDIASTORES_TOOLS_CONFIG_COMMANDS_H_
+#ifndef MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_COMMANDS_H_
+#define MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_COMMANDS_H_
 
 #include <string>
 #include <vector>
@@ -28,4 +28,4 @@ bool PrintCommandHelp(const std::string& command);
 
 }  // namespace msconfig
 
-#endif  // MEDIASTORES_TOOLS_CONFIG_COMMANDS_H_
+#endif  // MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_COMMANDS_H_

@@ -1,4 +1,4 @@
-#include "document_check.h"
+#include "tools/mediastores-config/document_check.h"
 
 #include <mediastores/json/json.h>
 #include <mediastores/kel_config_group.h>
@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "json_syntax.h"
+#include "tools/mediastores-config/json_syntax.h"
 
 namespace msconfig {
 namespace {

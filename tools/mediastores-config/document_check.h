@@ -1,7 +1,7 @@
 // Checks a configuration document the way the store applies it (IKelConfig::ApplyKelConfigs),
 // and explains the first thing that would keep the store from taking every entry as written.
-#ifndef MEDIASTORES_TOOLS_CONFIG_DOCUMENT_CHECK_H_
-#define MEDIASTORES_TOOLS_CONFIG_DOCUMENT_CHECK_H_
+#ifndef MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_DOCUMENT_CHECK_H_
+#define MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_DOCUMENT_CHECK_H_
 
 #include <cstdint>
 #include <map>
@@ -51,4 +51,4 @@ size_t EditDistance(const std::string& a, const std::string& b);
 
 }  // namespace msconfig
 
-#endif  // MEDIASTORES_TOOLS_CONFIG_DOCUMENT_CHECK_H_
+#endif  // MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_DOCUMENT_CHECK_H_

@@ -1,4 +1,4 @@
-#include "json_syntax.h"
+#include "tools/mediastores-config/json_syntax.h"
 
 #include <mediastores/json/json.h>
 

@@ -2,8 +2,8 @@
 // which member names the top-level object holds. The library's reader only answers "no document";
 // this scan turns that into something a person can fix, and finds repeated group names, which the
 // reader silently merges into the last one.
-#ifndef MEDIASTORES_TOOLS_CONFIG_JSON_SYNTAX_H_
-#define MEDIASTORES_TOOLS_CONFIG_JSON_SYNTAX_H_
+#ifndef MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_JSON_SYNTAX_H_
+#define MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_JSON_SYNTAX_H_
 
 #include <string>
 #include <vector>
@@ -41,4 +41,4 @@ SyntaxScan ScanJsonSyntax(const std::string& text);
 
 }  // namespace msconfig
 
-#endif  // MEDIASTORES_TOOLS_CONFIG_JSON_SYNTAX_H_
+#endif  // MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_JSON_SYNTAX_H_

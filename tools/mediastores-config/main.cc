@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#include "commands.h"
+#include "tools/mediastores-config/commands.h"
 
 int main(int argc, char** argv) {
   // The tool explains problems itself; the store's own trace lines would only repeat them.

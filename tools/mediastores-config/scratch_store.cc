@@ -1,4 +1,4 @@
-#include "scratch_store.h"
+#include "tools/mediastores-config/scratch_store.h"
 
 #include <mediastores/config_data.h>
 #include <mediastores/kel_config.h>

@@ -1,7 +1,7 @@
 // A private configuration store for one document: the tool applies a document to it and reads
 // back what the store holds, through the same calls an engine module uses.
-#ifndef MEDIASTORES_TOOLS_CONFIG_SCRATCH_STORE_H_
-#define MEDIASTORES_TOOLS_CONFIG_SCRATCH_STORE_H_
+#ifndef MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_SCRATCH_STORE_H_
+#define MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_SCRATCH_STORE_H_
 
 #include <mediastores/kel_config_helper.h>
 
@@ -35,4 +35,4 @@ class ScratchStore {
 
 }  // namespace msconfig
 
-#endif  // MEDIASTORES_TOOLS_CONFIG_SCRATCH_STORE_H_
+#endif  // MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_SCRATCH_STORE_H_

@@ -1,4 +1,4 @@
-#include "config_document.h"
+#include "tools/mediastores-demo/config_document.h"
 
 #include <mediastores/mediastores.h>
 

@@ -1,6 +1,6 @@
 // The configuration document every simulated call loads: the embedded default, or a file.
-#ifndef MEDIASTORES_TOOLS_DEMO_CONFIG_DOCUMENT_H_
-#define MEDIASTORES_TOOLS_DEMO_CONFIG_DOCUMENT_H_
+#ifndef MEDIASTORES_TOOLS_MEDIASTORES_DEMO_CONFIG_DOCUMENT_H_
+#define MEDIASTORES_TOOLS_MEDIASTORES_DEMO_CONFIG_DOCUMENT_H_
 
 #include <string>
 
@@ -16,4 +16,4 @@ bool LoadConfigDocument(const std::string& path, std::string* document, std::str
 
 }  // namespace msdemo
 
-#endif  // MEDIASTORES_TOOLS_DEMO_CONFIG_DOCUMENT_H_
+#endif  // MEDIASTORES_TOOLS_MEDIASTORES_DEMO_CONFIG_DOCUMENT_H_

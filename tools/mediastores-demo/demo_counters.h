@@ -1,6 +1,6 @@
 // Process-wide tallies of what the simulated call load did, read by the reporter and the summary.
-#ifndef MEDIASTORES_TOOLS_DEMO_DEMO_COUNTERS_H_
-#define MEDIASTORES_TOOLS_DEMO_DEMO_COUNTERS_H_
+#ifndef MEDIASTORES_TOOLS_MEDIASTORES_DEMO_DEMO_COUNTERS_H_
+#define MEDIASTORES_TOOLS_MEDIASTORES_DEMO_DEMO_COUNTERS_H_
 
 #include <atomic>
 #include <cstdint>
@@ -39,4 +39,4 @@ struct CounterSnapshot {
 
 }  // namespace msdemo
 
-#endif  // MEDIASTORES_TOOLS_DEMO_DEMO_COUNTERS_H_
+#endif  // MEDIASTORES_TOOLS_MEDIASTORES_DEMO_DEMO_COUNTERS_H_

@@ -14,12 +14,12 @@
 #include <thread>
 #include <vector>
 
-#include "config_document.h"
-#include "demo_counters.h"
-#include "modules.h"
-#include "options.h"
-#include "pipeline.h"
-#include "reporter.h"
+#include "tools/mediastores-demo/config_document.h"
+#include "tools/mediastores-demo/demo_counters.h"
+#include "tools/mediastores-demo/modules.h"
+#include "tools/mediastores-demo/options.h"
+#include "tools/mediastores-demo/pipeline.h"
+#include "tools/mediastores-demo/reporter.h"
 
 namespace msdemo {
 namespace {

@@ -1,4 +1,4 @@
-#include "modules.h"
+#include "tools/mediastores-demo/modules.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,8 +1,8 @@
 // The simulated engine modules of a call and the worker threads they share. Each module owns a
 // KelConfigHelper on the call's configuration store and reacts to the keys it watches by
 // changing the call's MediaControls, which the statistics pipeline reads.
-#ifndef MEDIASTORES_TOOLS_DEMO_MODULES_H_
-#define MEDIASTORES_TOOLS_DEMO_MODULES_H_
+#ifndef MEDIASTORES_TOOLS_MEDIASTORES_DEMO_MODULES_H_
+#define MEDIASTORES_TOOLS_MEDIASTORES_DEMO_MODULES_H_
 
 #include <mediastores/mediastores.h>
 
@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "demo_counters.h"
+#include "tools/mediastores-demo/demo_counters.h"
 
 namespace msdemo {
 
@@ -223,4 +223,4 @@ double NextRandom(uint32_t* state);
 
 }  // namespace msdemo
 
-#endif  // MEDIASTORES_TOOLS_DEMO_MODULES_H_
+#endif  // MEDIASTORES_TOOLS_MEDIASTORES_DEMO_MODULES_H_

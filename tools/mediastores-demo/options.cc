@@ -1,4 +1,4 @@
-#include "options.h"
+#include "tools/mediastores-demo/options.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // Command line of mediastores-demo.
-#ifndef MEDIASTORES_TOOLS_DEMO_OPTIONS_H_
-#define MEDIASTORES_TOOLS_DEMO_OPTIONS_H_
+#ifndef MEDIASTORES_TOOLS_MEDIASTORES_DEMO_OPTIONS_H_
+#define MEDIASTORES_TOOLS_MEDIASTORES_DEMO_OPTIONS_H_
 
 #include <cstdint>
 #include <string>
@@ -24,4 +24,4 @@ void PrintDemoHelp();
 
 }  // namespace msdemo
 
-#endif  // MEDIASTORES_TOOLS_DEMO_OPTIONS_H_
+#endif  // MEDIASTORES_TOOLS_MEDIASTORES_DEMO_OPTIONS_H_

@@ -1,4 +1,4 @@
-#include "pipeline.h"
+#include "tools/mediastores-demo/pipeline.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 // The statistics side of the simulated engine: a ledger of statistics object references, and the
 // audio and video pipeline threads that write figures per packet and per frame. A bounded number
 // of pipeline threads each serve many calls.
-#ifndef MEDIASTORES_TOOLS_DEMO_PIPELINE_H_
-#define MEDIASTORES_TOOLS_DEMO_PIPELINE_H_
+#ifndef MEDIASTORES_TOOLS_MEDIASTORES_DEMO_PIPELINE_H_
+#define MEDIASTORES_TOOLS_MEDIASTORES_DEMO_PIPELINE_H_
 
 #include <mediastores/mediastores.h>
 
@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
-#include "demo_counters.h"
-#include "modules.h"
+#include "tools/mediastores-demo/demo_counters.h"
+#include "tools/mediastores-demo/modules.h"
 
 namespace msdemo {
 
@@ -139,4 +139,4 @@ class VideoPipeline : public PipelineThread {
 
 }  // namespace msdemo
 
-#endif  // MEDIASTORES_TOOLS_DEMO_PIPELINE_H_
+#endif  // MEDIASTORES_TOOLS_MEDIASTORES_DEMO_PIPELINE_H_

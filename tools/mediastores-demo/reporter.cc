@@ -1,4 +1,4 @@
-#include "reporter.h"
+#include "tools/mediastores-demo/reporter.h"
 
 #include <unistd.h>
 

@@ -1,7 +1,7 @@
 // The reporter: once a second it reads every call's statistics with reset-on-read (so counters
 // come out as differences since the previous report) and prints a compact table.
-#ifndef MEDIASTORES_TOOLS_DEMO_REPORTER_H_
-#define MEDIASTORES_TOOLS_DEMO_REPORTER_H_
+#ifndef MEDIASTORES_TOOLS_MEDIASTORES_DEMO_REPORTER_H_
+#define MEDIASTORES_TOOLS_MEDIASTORES_DEMO_REPORTER_H_
 
 #include <mediastores/mediastores.h>
 
@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "demo_counters.h"
-#include "modules.h"
-#include "pipeline.h"
+#include "tools/mediastores-demo/demo_counters.h"
+#include "tools/mediastores-demo/modules.h"
+#include "tools/mediastores-demo/pipeline.h"
 
 namespace msdemo {
 
@@ -53,4 +53,4 @@ std::string Thousands(uint64_t value);
 
 }  // namespace msdemo
 
-#endif  // MEDIASTORES_TOOLS_DEMO_REPORTER_H_
+#endif  // MEDIASTORES_TOOLS_MEDIASTORES_DEMO_REPORTER_H_

@@ -1,6 +1,6 @@
 // Audio statistics objects: the latest audio figures of one call.
-#ifndef MEDIASTORES_KEL_AUDIO_INFO_H_
-#define MEDIASTORES_KEL_AUDIO_INFO_H_
+#ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_AUDIO_INFO_H_
+#define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_AUDIO_INFO_H_
 
 #include <cstdint>
 
@@ -17,11 +17,6 @@ inline constexpr unsigned int kKelAudioStreamCount = 20;
 // The codec code of an audio payload type (RFC 3551 static types 0, 8, 9, 18 and the dynamic
 // types 101 to 107). Returns false, leaving `code` alone, for any other type.
 bool mapAudioPayloadTypeToKELCodec(KEL_AUDIO_PAYLOAD_TYPE payloadType, int32_t& code);
-
-// QueryInterface of the audio and video statistics objects: for IID_IKelUnknown stores `self`
-// (the object's reference-count part) in `*out`, adds a reference and returns KEL_S_OK; for any
-// other id stores null and returns KEL_E_NOINTERFACE; KEL_E_POINTER for a null `out`.
-int32_t queryKelUnknown(kel::CKelUnknownImpl* self, const kel::_tagUUID& id, void** out);
 
 // One transmit record, 20 receive records and 20 A/V synchronisation records of a call, written
 // by the audio pipeline and copied out by readers without a lock. Reference counted: made with a
@@ -99,4 +94,4 @@ class KelContentAudioStatisticInfo : public KelAudioStatisticInfo {
 
 }  // namespace kelStore
 
-#endif  // MEDIASTORES_KEL_AUDIO_INFO_H_
+#endif  // MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_AUDIO_INFO_H_

@@ -1,9 +1,9 @@
-#include "kel_mediastores.h"
+#include "mediaengine/mediastores/src/stats/kel_mediastores.h"
 
-#include "kel_audio_info.h"
-#include "kel_video_info.h"
+#include "mediaengine/mediastores/src/stats/kel_audio_info.h"
+#include "mediaengine/mediastores/src/stats/kel_video_info.h"
 #include "mediastores/result_codes.h"
-#include "platform/kel_trace.h"
+#include "platform/trace.h"
 
 namespace kelStore {
 

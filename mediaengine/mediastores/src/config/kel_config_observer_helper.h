@@ -1,14 +1,14 @@
 // KelConfigObserverHelper: the subscriptions and bindings of one KelConfigHelper, kept whether or
 // not the call's store exists yet.
-#ifndef MEDIASTORES_SRC_KEL_CONFIG_OBSERVER_HELPER_H_
-#define MEDIASTORES_SRC_KEL_CONFIG_OBSERVER_HELPER_H_
+#ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_KEL_CONFIG_OBSERVER_HELPER_H_
+#define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_KEL_CONFIG_OBSERVER_HELPER_H_
 
 #include <cstdint>
 #include <memory>
 #include <string>
 
-#include "atom_map.h"
-#include "config_event_handler.h"
+#include "mediaengine/mediastores/src/config/atom_map.h"
+#include "mediaengine/mediastores/src/config/config_event_handler.h"
 #include "mediastores/kel_config.h"
 #include "mediastores/kel_config_group.h"
 #include "mediastores/thread.h"
@@ -72,4 +72,4 @@ class KelConfigObserverHelper {
 
 }  // namespace kelStore
 
-#endif  // MEDIASTORES_SRC_KEL_CONFIG_OBSERVER_HELPER_H_
+#endif  // MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_KEL_CONFIG_OBSERVER_HELPER_H_

@@ -1,6 +1,6 @@
 // The registry of media statistics objects: one reference-counted object per (kind, call id).
-#ifndef MEDIASTORES_KEL_MEDIASTORES_H_
-#define MEDIASTORES_KEL_MEDIASTORES_H_
+#ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_MEDIASTORES_H_
+#define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_MEDIASTORES_H_
 
 #include <cstdint>
 #include <map>
@@ -49,4 +49,4 @@ extern CKelMediastores kelMediastoresInstant;
 
 }  // namespace kelStore
 
-#endif  // MEDIASTORES_KEL_MEDIASTORES_H_
+#endif  // MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_MEDIASTORES_H_

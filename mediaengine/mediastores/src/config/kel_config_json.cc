@@ -3,10 +3,10 @@
 #include <string>
 #include <utility>
 
-#include "kel_config_store.h"
+#include "mediaengine/mediastores/src/config/kel_config_store.h"
 #include "mediastores/json/json.h"
 #include "mediastores/result_codes.h"
-#include "platform/kel_trace.h"
+#include "platform/trace.h"
 
 namespace kelStore {
 

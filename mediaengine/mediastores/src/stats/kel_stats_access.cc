@@ -1,4 +1,4 @@
-#include "kel_stats_access.h"
+#include "mediaengine/mediastores/src/stats/kel_stats_access.h"
 
 #include <cstdint>
 #include <cstring>

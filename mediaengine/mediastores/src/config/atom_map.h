@@ -1,6 +1,6 @@
 // atomMap: an ordered map whose every operation runs under the map's own recursive mutex.
-#ifndef MEDIASTORES_SRC_ATOM_MAP_H_
-#define MEDIASTORES_SRC_ATOM_MAP_H_
+#ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_ATOM_MAP_H_
+#define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_ATOM_MAP_H_
 
 #include <cstddef>
 #include <functional>
@@ -134,4 +134,4 @@ class atomMap {
 
 }  // namespace kelStore
 
-#endif  // MEDIASTORES_SRC_ATOM_MAP_H_
+#endif  // MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_ATOM_MAP_H_

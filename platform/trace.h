@@ -6,8 +6,8 @@
 // A line starts with the short name of the emitting function, then the message pieces exactly as
 // given, then the decorations. The mask is tested before anything is formatted; the line is built
 // in a 1024-byte stack buffer.
-#ifndef MEDIASTORES_PLATFORM_KEL_TRACE_H_
-#define MEDIASTORES_PLATFORM_KEL_TRACE_H_
+#ifndef MEDIASTORES_PLATFORM_TRACE_H_
+#define MEDIASTORES_PLATFORM_TRACE_H_
 
 #include <atomic>
 #include <cstdint>
@@ -135,4 +135,4 @@ inline bool KelTracerThrottle(std::atomic<int32_t>& calls) {
   COxUtilFuncTracer kel_func_tracer_(kel_tracer_on_, false, GetCurrentModuleName(nullptr), \
                                      kel_tracer_name_, kel_tracer_args_)
 
-#endif  // MEDIASTORES_PLATFORM_KEL_TRACE_H_
+#endif  // MEDIASTORES_PLATFORM_TRACE_H_

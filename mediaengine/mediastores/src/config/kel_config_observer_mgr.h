@@ -1,7 +1,7 @@
 // Per-group lists of the handlers registered for each key, and the walks that deliver a change to
 // the key's subscribers or ask its provider.
-#ifndef MEDIASTORES_SRC_KEL_CONFIG_OBSERVER_MGR_H_
-#define MEDIASTORES_SRC_KEL_CONFIG_OBSERVER_MGR_H_
+#ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_KEL_CONFIG_OBSERVER_MGR_H_
+#define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_KEL_CONFIG_OBSERVER_MGR_H_
 
 #include <cstdint>
 #include <functional>
@@ -163,4 +163,4 @@ class KelConfigObserverMgr {
 
 }  // namespace kelStore
 
-#endif  // MEDIASTORES_SRC_KEL_CONFIG_OBSERVER_MGR_H_
+#endif  // MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_KEL_CONFIG_OBSERVER_MGR_H_

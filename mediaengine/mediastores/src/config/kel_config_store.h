@@ -1,15 +1,15 @@
 // KelConfig: the configuration store of one call.
-#ifndef MEDIASTORES_SRC_KEL_CONFIG_STORE_H_
-#define MEDIASTORES_SRC_KEL_CONFIG_STORE_H_
+#ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_KEL_CONFIG_STORE_H_
+#define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_KEL_CONFIG_STORE_H_
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
 
-#include "atom_map.h"
-#include "config_event_handler.h"
-#include "kel_config_observer_mgr.h"
+#include "mediaengine/mediastores/src/config/atom_map.h"
+#include "mediaengine/mediastores/src/config/config_event_handler.h"
+#include "mediaengine/mediastores/src/config/kel_config_observer_mgr.h"
 #include "mediastores/config_data.h"
 #include "mediastores/json/value.h"
 #include "mediastores/kel_config.h"
@@ -115,4 +115,4 @@ class KelConfig : public IKelConfig {
 
 }  // namespace kelStore
 
-#endif  // MEDIASTORES_SRC_KEL_CONFIG_STORE_H_
+#endif  // MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_KEL_CONFIG_STORE_H_

@@ -5,8 +5,9 @@
 #include <thread>
 #include <vector>
 
-#include "mediastores_internal.h"
-#include "support/event_test_util.h"
+#include "mediastores/mediastores.h"
+#include "platform/mutex.h"
+#include "tests/support/event_test_util.h"
 
 namespace {
 

@@ -1,9 +1,8 @@
-#include "kel_video_info.h"
+#include "mediaengine/mediastores/src/stats/kel_video_info.h"
 
 #include <cstring>
 
-#include "kel_audio_info.h"
-#include "kel_stats_access.h"
+#include "mediaengine/mediastores/src/stats/kel_stats_access.h"
 #include "mediastores/result_codes.h"
 #include "mediastores/safe_lib.h"
 
@@ -385,7 +384,7 @@ uint32_t KelVideoStatisticInfo::GetReference() {
 }
 
 int32_t KelVideoStatisticInfo::QueryInterface(const kel::_tagUUID& id, void** out) {
-  return queryKelUnknown(this, id, out);
+  return kel::queryKelUnknown(this, id, out);
 }
 
 KelContentVideoStatisticInfo::KelContentVideoStatisticInfo(unsigned int callId)

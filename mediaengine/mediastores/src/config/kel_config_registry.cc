@@ -1,8 +1,8 @@
-#include "kel_config_registry.h"
+#include "mediaengine/mediastores/src/config/kel_config_registry.h"
 
 #include "mediastores/kel_config_helper.h"
 #include "mediastores/result_codes.h"
-#include "platform/kel_trace.h"
+#include "platform/trace.h"
 
 namespace kelStore {
 

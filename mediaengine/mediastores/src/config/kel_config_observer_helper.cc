@@ -1,10 +1,10 @@
-#include "kel_config_observer_helper.h"
+#include "mediaengine/mediastores/src/config/kel_config_observer_helper.h"
 
 #include <string_view>
 #include <utility>
 
 #include "mediastores/result_codes.h"
-#include "platform/kel_trace.h"
+#include "platform/trace.h"
 
 namespace kelStore {
 

@@ -9,8 +9,8 @@
 // aligned eight-byte words (four-byte words at the edges), read through may_alias word types
 // because a record holds fields of many types. A copied record may therefore mix old and new
 // field values, but no field aligned to its own size is ever seen half-written.
-#ifndef MEDIASTORES_KEL_STATS_ACCESS_H_
-#define MEDIASTORES_KEL_STATS_ACCESS_H_
+#ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_STATS_ACCESS_H_
+#define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_STATS_ACCESS_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -122,4 +122,4 @@ inline int CheckedZero(void* shared, size_t size) {
 }  // namespace statsaccess
 }  // namespace kelStore
 
-#endif  // MEDIASTORES_KEL_STATS_ACCESS_H_
+#endif  // MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_STATS_ACCESS_H_

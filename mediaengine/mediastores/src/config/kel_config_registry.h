@@ -1,6 +1,6 @@
 // The process-wide registry of configuration stores, one per call id.
-#ifndef MEDIASTORES_SRC_KEL_CONFIG_REGISTRY_H_
-#define MEDIASTORES_SRC_KEL_CONFIG_REGISTRY_H_
+#ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_KEL_CONFIG_REGISTRY_H_
+#define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_KEL_CONFIG_REGISTRY_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +11,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "kel_config_store.h"
+#include "mediaengine/mediastores/src/config/kel_config_store.h"
 #include "mediastores/kel_config.h"
 
 namespace kelStore {
@@ -38,4 +38,4 @@ extern KelConfigPtrIndex g_mapConfigIds;
 
 }  // namespace kelStore
 
-#endif  // MEDIASTORES_SRC_KEL_CONFIG_REGISTRY_H_
+#endif  // MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_KEL_CONFIG_REGISTRY_H_

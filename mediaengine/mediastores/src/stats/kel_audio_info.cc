@@ -1,9 +1,9 @@
-#include "kel_audio_info.h"
+#include "mediaengine/mediastores/src/stats/kel_audio_info.h"
 
 #include <cstddef>
 #include <cstring>
 
-#include "kel_stats_access.h"
+#include "mediaengine/mediastores/src/stats/kel_stats_access.h"
 #include "mediastores/result_codes.h"
 
 namespace kelStore {
@@ -55,20 +55,6 @@ bool mapAudioPayloadTypeToKELCodec(KEL_AUDIO_PAYLOAD_TYPE payloadType, int32_t& 
     }
   }
   return false;
-}
-
-int32_t queryKelUnknown(kel::CKelUnknownImpl* self, const kel::_tagUUID& id, void** out) {
-  static const unsigned char kUnknownId[16] = {0x00, 0x00, 0x00, 0x00, 0x13, 0x20, 0x14, 0x01,
-                                               0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF};
-  static_assert(sizeof(kel::_tagUUID) == sizeof(kUnknownId), "identifiers are 16 bytes");
-  if (out == nullptr) return KEL_E_POINTER;
-  if (std::memcmp(&id, kUnknownId, sizeof(kUnknownId)) != 0) {
-    *out = nullptr;
-    return KEL_E_NOINTERFACE;
-  }
-  *out = self;
-  self->InternalAddRef();
-  return KEL_S_OK;
 }
 
 KelAudioStatisticInfo::KelAudioStatisticInfo(unsigned int callId)
@@ -253,7 +239,7 @@ uint32_t KelAudioStatisticInfo::GetReference() {
 }
 
 int32_t KelAudioStatisticInfo::QueryInterface(const kel::_tagUUID& id, void** out) {
-  return queryKelUnknown(this, id, out);
+  return kel::queryKelUnknown(this, id, out);
 }
 
 KelContentAudioStatisticInfo::KelContentAudioStatisticInfo(unsigned int callId)

@@ -1,6 +1,6 @@
 // Video statistics objects: the encoder-side video figures of one call.
-#ifndef MEDIASTORES_KEL_VIDEO_INFO_H_
-#define MEDIASTORES_KEL_VIDEO_INFO_H_
+#ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_VIDEO_INFO_H_
+#define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_VIDEO_INFO_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -119,4 +119,4 @@ class KelContentVideoStatisticInfo : public KelVideoStatisticInfo {
 
 }  // namespace kelStore
 
-#endif  // MEDIASTORES_KEL_VIDEO_INFO_H_
+#endif  // MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_VIDEO_INFO_H_

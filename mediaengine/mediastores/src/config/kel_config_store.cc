@@ -1,4 +1,4 @@
-#include "kel_config_store.h"
+#include "mediaengine/mediastores/src/config/kel_config_store.h"
 
 #include <chrono>
 #include <optional>
@@ -8,7 +8,7 @@
 
 #include "mediastores/result_codes.h"
 #include "mediastores/timer_fact.h"
-#include "platform/kel_trace.h"
+#include "platform/trace.h"
 
 namespace kelStore {
 

@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "kel_config_observer_helper.h"
+#include "mediaengine/mediastores/src/config/kel_config_observer_helper.h"
 #include "mediastores/result_codes.h"
-#include "platform/kel_trace.h"
+#include "platform/trace.h"
 
 namespace kelStore {
 

@@ -1,7 +1,7 @@
-#include "config_event_handler.h"
+#include "mediaengine/mediastores/src/config/config_event_handler.h"
 
 #include "mediastores/timer_fact.h"
-#include "platform/kel_trace.h"
+#include "platform/trace.h"
 
 namespace kelStore {
 

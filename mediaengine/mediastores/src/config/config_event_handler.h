@@ -1,7 +1,7 @@
 // The record behind one subscription or binding, and the platform event that carries one
 // notification to a subscriber's own thread.
-#ifndef MEDIASTORES_SRC_CONFIG_EVENT_HANDLER_H_
-#define MEDIASTORES_SRC_CONFIG_EVENT_HANDLER_H_
+#ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_CONFIG_EVENT_HANDLER_H_
+#define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_CONFIG_EVENT_HANDLER_H_
 
 #include <atomic>
 #include <cstdint>
@@ -75,4 +75,4 @@ class CSwitchThreadEvent : public IOxEvent {
 
 }  // namespace kelStore
 
-#endif  // MEDIASTORES_SRC_CONFIG_EVENT_HANDLER_H_
+#endif  // MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_CONFIG_EVENT_HANDLER_H_
