@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "bench/json_bench_documents.h"
+#include "mediastores/json/json.h"
 #include "mediastores/mediastores.h"
 
 namespace {

@@ -19,3 +19,8 @@ add_test(NAME packaging.installed_consumer
           ${PROJECT_BINARY_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/packaging/consumer
           ${CMAKE_CXX_COMPILER} "${MEDIASTORES_CONSUMER_FLAGS}")
 set_tests_properties(packaging.installed_consumer PROPERTIES LABELS packaging TIMEOUT 600)
+
+add_test(NAME packaging.subproject
+  COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/packaging/check_subproject.sh ${PROJECT_SOURCE_DIR}
+          ${CMAKE_CXX_COMPILER})
+set_tests_properties(packaging.subproject PROPERTIES LABELS packaging TIMEOUT 300)

@@ -1,4 +1,6 @@
-// Umbrella header of the installed public API of libmediastores.
+// Umbrella header of the installed public API of libmediastores. The JSON module is not included
+// (its namespace is `json`, a name programs often give their own JSON type): include
+// <mediastores/json/json.h> for it.
 #ifndef MEDIASTORES_MEDIASTORES_H_
 #define MEDIASTORES_MEDIASTORES_H_
 
@@ -8,7 +10,6 @@
 #include "mediastores/config_event.h"
 #include "mediastores/export.h"
 #include "mediastores/feature_toggle.h"
-#include "mediastores/json/json.h"
 #include "mediastores/kel_config.h"
 #include "mediastores/kel_config_group.h"
 #include "mediastores/kel_config_helper.h"
@@ -21,5 +22,6 @@
 #include "mediastores/thread.h"
 #include "mediastores/timer_fact.h"
 #include "mediastores/trace.h"
+#include "mediastores/version.h"
 
 #endif  // MEDIASTORES_MEDIASTORES_H_

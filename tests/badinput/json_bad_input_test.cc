@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "mediaengine/mediastores/src/config/kel_config_store.h"
+#include "mediastores/json/json.h"
 #include "mediastores/mediastores.h"
 #include "tests/support/trace_capture.h"
 

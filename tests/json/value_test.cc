@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "mediastores/json/json.h"
 #include "mediastores/mediastores.h"
 
 namespace {

@@ -1,21 +1,21 @@
-# Tests that run the built tools and examples: the GoogleTest executable tools_tests (from the
+# Tests that run the built tools and examples: the GoogleTest executable mediastores_tools_tests (from the
 # *_test.cc files here) gets the programs' paths, and the examples run in-tree and against the
 # installed package.
-if(TARGET tools_tests AND TARGET mediastores-demo AND TARGET mediastores-config)
-  target_compile_definitions(tools_tests PRIVATE
+if(TARGET mediastores_tools_tests AND TARGET mediastores-demo AND TARGET mediastores-config)
+  target_compile_definitions(mediastores_tools_tests PRIVATE
     MEDIASTORES_DEMO_PATH="$<TARGET_FILE:mediastores-demo>"
     MEDIASTORES_CONFIG_PATH="$<TARGET_FILE:mediastores-config>")
-  add_dependencies(tools_tests mediastores-demo mediastores-config)
+  add_dependencies(mediastores_tools_tests mediastores-demo mediastores-config)
 endif()
 
 foreach(example config_module stats_pipeline)
-  if(TARGET example_${example})
-    add_test(NAME examples.${example} COMMAND example_${example})
+  if(TARGET mediastores_example_${example})
+    add_test(NAME examples.${example} COMMAND mediastores_example_${example})
     set_tests_properties(examples.${example} PROPERTIES LABELS examples)
   endif()
 endforeach()
 
-if(TARGET example_config_module)
+if(TARGET mediastores_example_config_module)
   set(MEDIASTORES_EXAMPLE_FLAGS "")
   if(MEDIASTORES_SANITIZE STREQUAL "address")
     set(MEDIASTORES_EXAMPLE_FLAGS "-fsanitize=address,undefined")
