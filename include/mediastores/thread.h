@@ -17,12 +17,13 @@ extern "C" MEDIASTORES_API uint64_t GetThreadSelfId();
 class MEDIASTORES_API IOxEvent {
  public:
   explicit IOxEvent(uint32_t type = 0) : m_type(type) {}
-  virtual ~IOxEvent();
 
+  // Virtual slots in the platform's order: OnEventFire, OnDestorySelf, then the destructor.
   // Runs the event on the queue's thread; the result is the event's own.
   virtual int OnEventFire() = 0;
   // Disposes of the event once it has fired (or been dropped). Deletes it by default.
   virtual void OnDestorySelf();
+  virtual ~IOxEvent();
 
   uint32_t GetType() const { return m_type; }
 
