@@ -163,8 +163,9 @@ int RunDemo(const DemoOptions& options, const std::string& document) {
     workers->Drain();  // the posted first notifications have arrived
     summary.setupSeconds = SecondsSince(setupStart);
     summary.callsSetUp = static_cast<uint32_t>(callList.size());
+    summary.stoppedInSetUp = StopSignal() != 0;
 
-    if (summary.setupOk && StopSignal() == 0) {
+    if (summary.setupOk && !summary.stoppedInSetUp) {
       if (text) {
         std::string about;
         Append(&about, "call %u after loading it:\n%s", callList[0]->callId(),
@@ -210,6 +211,8 @@ int RunDemo(const DemoOptions& options, const std::string& document) {
       reporter.EndProgress();
       controller.Stop();
     }
+    // A signal during shutdown no longer shortens anything.
+    summary.stopSignal = StopSignal();
 
     // Shutdown: let the workers run what was posted, then end every call and hand every
     // statistics reference back.
@@ -242,7 +245,6 @@ int RunDemo(const DemoOptions& options, const std::string& document) {
     summary.shutdownSeconds = SecondsSince(shutdownStart);
   }
 
-  summary.stopSignal = StopSignal();
   summary.peakMemoryMiB = PeakMemoryMiB();
   summary.configOps = runEnd.configOps - runStart.configOps;
   summary.notifications = runEnd.notifications - runStart.notifications;

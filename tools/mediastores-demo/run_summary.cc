@@ -18,7 +18,7 @@ std::string SummaryText(const RunSummary& s) {
   const uint32_t calls = s.callsSetUp;
   if (s.stopSignal != 0) {
     Append(&text, "stopped by %s %s\n", SignalName(s.stopSignal),
-           s.secondsReported == 0 ? "during set-up" : "during the run");
+           s.stoppedInSetUp ? "during set-up" : "during the run");
   }
   if (s.setupOk) {
     Append(&text,
@@ -52,7 +52,10 @@ std::string SummaryJson(const RunSummary& s) {
       .UInt("calls", s.callsSetUp)
       .Bool("setupOk", s.setupOk)
       .Bool("interrupted", s.stopSignal != 0);
-  if (s.stopSignal != 0) line.Text("signal", SignalName(s.stopSignal));
+  if (s.stopSignal != 0) {
+    line.Text("signal", SignalName(s.stopSignal))
+        .Text("stoppedDuring", s.stoppedInSetUp ? "set-up" : "run");
+  }
   line.Real("setupSeconds", s.setupSeconds)
       .Real("runSeconds", s.runSeconds)
       .Real("shutdownSeconds", s.shutdownSeconds)

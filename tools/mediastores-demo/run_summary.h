@@ -13,6 +13,7 @@ struct RunSummary {
   bool setupOk = true;
   uint32_t callsSetUp = 0;
   int stopSignal = 0;            // the signal that ended the run early, 0 when none did
+  bool stoppedInSetUp = false;   // ... before the calls ran
   uint32_t secondsReported = 0;  // reports printed (the last one may cover a part of a second)
   double setupSeconds = 0;
   double runSeconds = 0;  // up to the last report
