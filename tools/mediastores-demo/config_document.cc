@@ -2,8 +2,9 @@
 
 #include <mediastores/mediastores.h>
 
-#include <fstream>
-#include <sstream>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace msdemo {
@@ -52,20 +53,34 @@ namespace {
 // A call id that no simulated call uses (they count up from 1001).
 constexpr uint32_t kScratchCallId = 1;
 
+// The file's bytes; false with the system's reason when it cannot be opened or read.
+bool ReadWholeFile(const std::string& path, std::string* text, std::string* error) {
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) {
+    *error = "cannot read " + path + ": " + std::strerror(errno);
+    return false;
+  }
+  text->clear();
+  char block[65536];
+  size_t n = 0;
+  while ((n = std::fread(block, 1, sizeof(block), file)) > 0)
+    text->append(block, n);
+  const int reason = std::ferror(file) ? errno : 0;
+  std::fclose(file);
+  if (reason != 0) {
+    *error = "cannot read " + path + ": " + std::strerror(reason);
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 bool LoadConfigDocument(const std::string& path, std::string* document, std::string* error) {
   if (path.empty()) {
     *document = kDefaultConfigDocument;
-  } else {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-      *error = "cannot read " + path;
-      return false;
-    }
-    std::ostringstream text;
-    text << in.rdbuf();
-    *document = text.str();
+  } else if (!ReadWholeFile(path, document, error)) {
+    return false;
   }
   int32_t result = KEL_S_OK;
   {

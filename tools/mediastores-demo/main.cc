@@ -4,11 +4,14 @@
 // shuts everything down and shows that both registries are empty again.
 #include <mediastores/mediastores.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <thread>
@@ -18,8 +21,11 @@
 #include "tools/mediastores-demo/demo_counters.h"
 #include "tools/mediastores-demo/modules.h"
 #include "tools/mediastores-demo/options.h"
+#include "tools/mediastores-demo/output.h"
 #include "tools/mediastores-demo/pipeline.h"
 #include "tools/mediastores-demo/reporter.h"
+#include "tools/mediastores-demo/run_summary.h"
+#include "tools/mediastores-demo/stop_signal.h"
 
 namespace msdemo {
 namespace {
@@ -69,24 +75,71 @@ class Controller {
   std::thread m_thread;
 };
 
+// "setting up calls: 42,000 / 100,000" on standard error, redrawn in place at most ten times a
+// second, when standard error is a terminal.
+class SetupProgress {
+ public:
+  explicit SetupProgress(uint32_t total) : m_total(total), m_shown(isatty(STDERR_FILENO) != 0) {}
+  ~SetupProgress() { Clear(); }
+
+  void Update(uint32_t done) {
+    if (!m_shown) return;
+    const Clock::time_point now = Clock::now();
+    if (m_drawn && now - m_last < std::chrono::milliseconds(100)) return;
+    m_last = now;
+    m_drawn = true;
+    std::fprintf(stderr, "\r\033[Ksetting up calls: %s / %s", Thousands(done).c_str(),
+                 Thousands(m_total).c_str());
+  }
+  void Clear() {
+    if (m_drawn) std::fprintf(stderr, "\r\033[K");
+    m_drawn = false;
+  }
+
+ private:
+  uint32_t m_total;
+  bool m_shown;
+  bool m_drawn = false;
+  Clock::time_point m_last;
+};
+
+// Sleeps until `due` or until a stop signal arrives; false when the run is to stop.
+bool SleepUntil(Clock::time_point due) {
+  for (;;) {
+    if (StopSignal() != 0) return false;
+    const Clock::time_point now = Clock::now();
+    if (now >= due) return true;
+    std::this_thread::sleep_until(std::min(due, now + std::chrono::milliseconds(50)));
+  }
+}
+
 int RunDemo(const DemoOptions& options, const std::string& document) {
   DemoCounters counters;
   StatsLedger ledger(&counters);
+  RunSummary summary;
   const uint32_t calls = options.calls;
   const size_t audioThreads = std::min<size_t>(kMaxPipelineThreads, calls);
   const size_t videoThreads = std::min<size_t>(kMaxPipelineThreads, calls);
-  bool setupOk = true;
-  double runSeconds = 0;
-  double setupSeconds = 0;
-  double shutdownSeconds = 0;
+  const bool text = !options.quiet && !options.json;
   CounterSnapshot runStart;
   CounterSnapshot runEnd;
+  if (text) {
+    WriteOut(std::string("mediastores-demo: ") + std::to_string(calls) + " call" +
+             (calls == 1 ? "" : "s") + " for " + std::to_string(options.seconds) +
+             " s, configuration: " +
+             (options.configPath.empty() ? "embedded default document" : options.configPath) +
+             "\n");
+  }
   {
     auto workers = std::make_unique<WorkerPool>();
     std::vector<std::unique_ptr<Call>> callList;
     std::vector<std::unique_ptr<AudioPipeline>> audio;
     std::vector<std::unique_ptr<VideoPipeline>> video;
-    Reporter reporter(&ledger, options.quiet);
+    ReportStyle style;
+    style.quiet = options.quiet;
+    style.json = options.json;
+    style.detailedCalls = options.detail;
+    Reporter reporter(&ledger, style);
     for (size_t i = 0; i < audioThreads; ++i) {
       audio.push_back(std::make_unique<AudioPipeline>(&ledger, &counters));
     }
@@ -94,35 +147,35 @@ int RunDemo(const DemoOptions& options, const std::string& document) {
       video.push_back(std::make_unique<VideoPipeline>(&ledger, &counters));
     }
 
-    // Set-up: the calls' modules and configuration, then the statistics holders.
+    // Set-up, call by call: the modules and their configuration, then the statistics holders.
     const Clock::time_point setupStart = Clock::now();
-    for (uint32_t i = 0; i < calls && setupOk; ++i) {
+    SetupProgress progress(calls);
+    for (uint32_t i = 0; i < calls && summary.setupOk && StopSignal() == 0; ++i) {
+      progress.Update(i);
       callList.push_back(std::make_unique<Call>(i, kFirstCallId + i, workers.get(), &counters));
-      setupOk = callList.back()->Start(document);
+      Call& call = *callList.back();
+      summary.setupOk = call.Start(document) &&
+                        audio[i % audioThreads]->AddCall(call.callId(), call.controls()) &&
+                        video[i % videoThreads]->AddCall(call.callId(), call.controls()) &&
+                        reporter.AddCall(call.callId(), call.controls());
     }
-    for (uint32_t i = 0; i < callList.size() && setupOk; ++i) {
-      Call& call = *callList[i];
-      setupOk = audio[i % audioThreads]->AddCall(call.callId(), call.controls()) &&
-                video[i % videoThreads]->AddCall(call.callId(), call.controls()) &&
-                reporter.AddCall(call.callId(), call.controls());
-    }
+    progress.Clear();
     workers->Drain();  // the posted first notifications have arrived
-    setupSeconds = SecondsSince(setupStart);
+    summary.setupSeconds = SecondsSince(setupStart);
+    summary.callsSetUp = static_cast<uint32_t>(callList.size());
+    summary.stoppedInSetUp = StopSignal() != 0;
 
-    if (setupOk) {
-      if (!options.quiet) {
-        std::printf(
-            "mediastores-demo: %u call%s for %u s, configuration: %s\n", calls,
-            calls == 1 ? "" : "s", options.seconds,
-            options.configPath.empty() ? "embedded default document" : options.configPath.c_str());
-        std::printf("call %u after loading it:\n%s", callList[0]->callId(),
-                    callList[0]->Describe().c_str());
-        std::printf(
-            "threads: %zu shared workers, %zu audio + %zu video pipeline threads, a "
-            "controller, the reporter; set up in %.2f s (%s configuration operations)\n",
-            workers->size(), audioThreads, videoThreads, setupSeconds,
-            Thousands(counters.configOps.load()).c_str());
-        std::fflush(stdout);
+    if (summary.setupOk && !summary.stoppedInSetUp) {
+      if (text) {
+        std::string about;
+        Append(&about, "call %u after loading it:\n%s", callList[0]->callId(),
+               callList[0]->Describe().c_str());
+        Append(&about,
+               "threads: %zu shared workers, %zu audio + %zu video pipeline threads, a "
+               "controller, the reporter; set up in %.2f s (%s configuration operations)\n",
+               workers->size(), audioThreads, videoThreads, summary.setupSeconds,
+               Thousands(counters.configOps.load()).c_str());
+        WriteOut(about);
       }
       // The run: pipelines write, the controller changes configuration, the reporter reads.
       Controller controller(&callList);
@@ -136,28 +189,30 @@ int RunDemo(const DemoOptions& options, const std::string& document) {
       CounterSnapshot previous = runStart;
       Clock::time_point previousTime = runStartTime;
       for (uint32_t second = 1; second <= options.seconds; ++second) {
-        std::this_thread::sleep_until(runStartTime + std::chrono::seconds(second));
+        const bool whole = SleepUntil(runStartTime + std::chrono::seconds(second));
         const CounterSnapshot now = CounterSnapshot::Take(counters);
         const Clock::time_point nowTime = Clock::now();
+        const double interval = std::chrono::duration<double>(nowTime - previousTime).count();
+        // A run stopped early reports the part of a second it ran, unless it is a mere instant.
+        if (!whole && interval < 0.1) break;
         CounterSnapshot growth;
         growth.configOps = now.configOps - previous.configOps;
         growth.notifications = now.notifications - previous.notifications;
         growth.statsUpdates = now.statsUpdates - previous.statsUpdates;
-        reporter.Report(second, options.seconds,
-                        std::chrono::duration<double>(nowTime - previousTime).count(), growth);
+        reporter.Report(second, options.seconds, interval, growth);
+        summary.secondsReported = second;
         previous = now;
         previousTime = nowTime;
+        if (!whole) break;
       }
       // The run's figures end with the last report.
       runEnd = previous;
-      runSeconds = std::chrono::duration<double>(previousTime - runStartTime).count();
+      summary.runSeconds = std::chrono::duration<double>(previousTime - runStartTime).count();
       reporter.EndProgress();
       controller.Stop();
-      for (auto& pipeline : audio)
-        pipeline->Stop();
-      for (auto& pipeline : video)
-        pipeline->Stop();
     }
+    // A signal during shutdown no longer shortens anything.
+    summary.stopSignal = StopSignal();
 
     // Shutdown: let the workers run what was posted, then end every call and hand every
     // statistics reference back.
@@ -167,10 +222,14 @@ int RunDemo(const DemoOptions& options, const std::string& document) {
     for (auto& pipeline : video)
       pipeline->Stop();
     workers->Drain();
-    if (options.dump && setupOk) {
+    if (options.dump && summary.setupOk) {
       for (auto& call : callList) {
-        std::printf("call %u configuration: %s\n", call->callId(),
-                    call->DumpConfiguration().c_str());
+        if (options.json) {
+          summary.configurations.emplace_back(call->callId(), call->DumpConfiguration());
+        } else {
+          WriteOut("call " + std::to_string(call->callId()) +
+                   " configuration: " + call->DumpConfiguration() + "\n");
+        }
       }
     }
     for (auto& call : callList)
@@ -183,37 +242,29 @@ int RunDemo(const DemoOptions& options, const std::string& document) {
     reporter.ReleaseAll();
     callList.clear();
     workers.reset();
-    shutdownSeconds = SecondsSince(shutdownStart);
+    summary.shutdownSeconds = SecondsSince(shutdownStart);
   }
 
-  const uint64_t failures = counters.failures.load();
-  if (setupOk) {
-    const uint64_t ops = runEnd.configOps - runStart.configOps;
-    const uint64_t notes = runEnd.notifications - runStart.notifications;
-    const uint64_t updates = runEnd.statsUpdates - runStart.statsUpdates;
-    std::printf(
-        "summary: %u call%s for %.1f s | configuration %s operations (%s/s), %s "
-        "notifications (%s/s) | statistics %s updates (%s/s) | peak memory %.1f MiB\n",
-        calls, calls == 1 ? "" : "s", runSeconds, Thousands(ops).c_str(),
-        Thousands(static_cast<uint64_t>(ops / runSeconds)).c_str(), Thousands(notes).c_str(),
-        Thousands(static_cast<uint64_t>(notes / runSeconds)).c_str(), Thousands(updates).c_str(),
-        Thousands(static_cast<uint64_t>(updates / runSeconds)).c_str(), PeakMemoryMiB());
-    std::printf(
-        "sets: %s told subscribers, %s unchanged, %s watched by nobody; set-up %.2f s, "
-        "shutdown %.2f s; failures %s\n",
-        Thousands(counters.setsNotified.load()).c_str(),
-        Thousands(counters.setsUnchanged.load()).c_str(),
-        Thousands(counters.setsNoObserver.load()).c_str(), setupSeconds, shutdownSeconds,
-        Thousands(failures).c_str());
+  summary.peakMemoryMiB = PeakMemoryMiB();
+  summary.configOps = runEnd.configOps - runStart.configOps;
+  summary.notifications = runEnd.notifications - runStart.notifications;
+  summary.statsUpdates = runEnd.statsUpdates - runStart.statsUpdates;
+  summary.setsNotified = counters.setsNotified.load();
+  summary.setsUnchanged = counters.setsUnchanged.load();
+  summary.setsNoObserver = counters.setsNoObserver.load();
+  summary.failures = counters.failures.load();
+  summary.configStores = kelStore::GetKelConfigSizeForUT();
+  summary.statsObjects = ledger.objectsLeft();
+  summary.referencesTaken = ledger.taken();
+  summary.referencesGivenBack = ledger.givenBack();
+  PrintSummary(summary, options.json);
+  if (std::fflush(stdout) != 0 || OutputError() != 0) {
+    const int reason = OutputError() != 0 ? OutputError() : errno;
+    std::fprintf(stderr, "mediastores-demo: cannot write standard output: %s\n",
+                 std::strerror(reason));
+    return 1;
   }
-  const uint32_t stores = kelStore::GetKelConfigSizeForUT();
-  const uint64_t statsLeft = ledger.objectsLeft();
-  std::printf(
-      "registries at exit: configuration stores %u, statistics objects %llu (%s "
-      "references taken, %s given back)\n",
-      stores, static_cast<unsigned long long>(statsLeft), Thousands(ledger.taken()).c_str(),
-      Thousands(ledger.givenBack()).c_str());
-  return setupOk && failures == 0 && stores == 0 && statsLeft == 0 ? 0 : 1;
+  return summary.ok() ? 0 : 1;
 }
 
 }  // namespace
@@ -226,6 +277,9 @@ int main(int argc, char** argv) {
     case msdemo::ParseOutcome::kHelp:
       msdemo::PrintDemoHelp();
       return 0;
+    case msdemo::ParseOutcome::kVersion:
+      msdemo::PrintDemoVersion();
+      return 0;
     case msdemo::ParseOutcome::kError:
       std::fprintf(stderr, "mediastores-demo: %s (see --help)\n", error.c_str());
       return 2;
@@ -237,5 +291,6 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "mediastores-demo: %s\n", error.c_str());
     return 2;
   }
+  msdemo::InstallStopHandlers();
   return msdemo::RunDemo(options, document);
 }

@@ -1,9 +1,20 @@
 #include "tools/mediastores-demo/options.h"
 
+#include <getopt.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
+
+// The version is the project's; the build passes it in until a generated header provides it.
+#if __has_include(<mediastores/version.h>)
+#include <mediastores/version.h>
+#endif
+#ifndef MEDIASTORES_VERSION_STRING
+#define MEDIASTORES_VERSION_STRING "unknown"
+#endif
 
 namespace msdemo {
 namespace {
@@ -11,71 +22,117 @@ namespace {
 constexpr uint32_t kMaxCalls = 100000;
 constexpr uint32_t kMaxSeconds = 86400;
 
-bool ParseCount(const std::string& text, uint32_t low, uint32_t high, uint32_t* out) {
-  if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos) return false;
+// getopt_long values of the options without a short form.
+enum LongOnly { kCalls = 256, kSeconds, kDetail, kConfig, kDump, kJson, kVersion };
+
+const option kOptions[] = {
+    {"calls", required_argument, nullptr, kCalls},
+    {"seconds", required_argument, nullptr, kSeconds},
+    {"detail", required_argument, nullptr, kDetail},
+    {"config", required_argument, nullptr, kConfig},
+    {"quiet", no_argument, nullptr, 'q'},
+    {"dump", no_argument, nullptr, kDump},
+    {"json", no_argument, nullptr, kJson},
+    {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, kVersion},
+    {nullptr, 0, nullptr, 0},
+};
+
+// "--calls" for the option whose getopt_long value is `value`; "" when there is none.
+std::string OptionName(int value) {
+  for (const option* o = kOptions; o->name != nullptr; ++o) {
+    if (o->val == value) return std::string("--") + o->name;
+  }
+  return "";
+}
+
+bool ParseCount(const char* text, uint32_t low, uint32_t high, uint32_t* out) {
+  const std::string digits = text;
+  if (digits.empty() || digits.find_first_not_of("0123456789") != std::string::npos) return false;
   errno = 0;
-  const unsigned long long value = std::strtoull(text.c_str(), nullptr, 10);
+  const unsigned long long value = std::strtoull(text, nullptr, 10);
   if (errno != 0 || value < low || value > high) return false;
   *out = static_cast<uint32_t>(value);
   return true;
 }
 
+// What getopt_long refused: `arg` is the command-line word, `value` getopt's optopt.
+std::string Refusal(const std::string& arg, int value) {
+  if (arg.rfind("--", 0) != 0) {
+    return "unknown argument -" + std::string(1, static_cast<char>(value));
+  }
+  const std::string name = arg.substr(0, arg.find('='));
+  if (value != 0) return OptionName(value) + " takes no value";
+  int matches = 0;
+  for (const option* o = kOptions; o->name != nullptr; ++o) {
+    if (std::strncmp(o->name, name.c_str() + 2, name.size() - 2) == 0) ++matches;
+  }
+  return (matches > 1 ? "ambiguous argument " : "unknown argument ") + name;
+}
+
 }  // namespace
 
 ParseOutcome ParseDemoOptions(int argc, char** argv, DemoOptions* options, std::string* error) {
-  for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
-    std::string value;
-    bool hasValue = false;
-    if (const size_t eq = arg.find('='); arg.rfind("--", 0) == 0 && eq != std::string::npos) {
-      value = arg.substr(eq + 1);
-      arg = arg.substr(0, eq);
-      hasValue = true;
-    }
-    auto takeValue = [&]() {
-      if (hasValue) return true;
-      if (i + 1 >= argc) {
-        *error = arg + " needs a value";
-        return false;
-      }
-      value = argv[++i];
-      return true;
+  opterr = 0;  // the messages are ours
+  optind = 1;
+  for (;;) {
+    const int c = getopt_long(argc, argv, ":hq", kOptions, nullptr);
+    if (c == -1) break;
+    const std::string name = OptionName(c);
+    auto count = [&](uint32_t low, uint32_t high, uint32_t* out) {
+      if (ParseCount(optarg, low, high, out)) return true;
+      *error = name + " takes a whole number from " + std::to_string(low) + " to " +
+               std::to_string(high) + ", not '" + optarg + "'";
+      return false;
     };
-    if (arg == "--help" || arg == "-h") return ParseOutcome::kHelp;
-    if (arg == "--quiet" || arg == "-q") {
-      options->quiet = true;
-    } else if (arg == "--dump") {
-      options->dump = true;
-    } else if (arg == "--calls") {
-      if (!takeValue()) return ParseOutcome::kError;
-      if (!ParseCount(value, 1, kMaxCalls, &options->calls)) {
-        *error = "--calls takes a whole number from 1 to " + std::to_string(kMaxCalls);
+    switch (c) {
+      case 'h':
+        return ParseOutcome::kHelp;
+      case kVersion:
+        return ParseOutcome::kVersion;
+      case 'q':
+        options->quiet = true;
+        break;
+      case kDump:
+        options->dump = true;
+        break;
+      case kJson:
+        options->json = true;
+        break;
+      case kCalls:
+        if (!count(1, kMaxCalls, &options->calls)) return ParseOutcome::kError;
+        break;
+      case kSeconds:
+        if (!count(1, kMaxSeconds, &options->seconds)) return ParseOutcome::kError;
+        break;
+      case kDetail:
+        if (!count(0, kMaxCalls, &options->detail)) return ParseOutcome::kError;
+        break;
+      case kConfig:
+        if (*optarg == '\0') {
+          *error = "--config needs a file name";
+          return ParseOutcome::kError;
+        }
+        options->configPath = optarg;
+        break;
+      case ':':
+        *error = OptionName(optopt) + " needs a value";
         return ParseOutcome::kError;
-      }
-    } else if (arg == "--seconds") {
-      if (!takeValue()) return ParseOutcome::kError;
-      if (!ParseCount(value, 1, kMaxSeconds, &options->seconds)) {
-        *error = "--seconds takes a whole number from 1 to " + std::to_string(kMaxSeconds);
+      default:
+        *error = Refusal(argv[optind - 1], optopt);
         return ParseOutcome::kError;
-      }
-    } else if (arg == "--config") {
-      if (!takeValue()) return ParseOutcome::kError;
-      if (value.empty()) {
-        *error = "--config needs a file name";
-        return ParseOutcome::kError;
-      }
-      options->configPath = value;
-    } else {
-      *error = "unknown argument " + std::string(argv[i]);
-      return ParseOutcome::kError;
     }
+  }
+  if (optind < argc) {
+    *error = std::string("unexpected argument ") + argv[optind] + " (the demo takes no operands)";
+    return ParseOutcome::kError;
   }
   return ParseOutcome::kRun;
 }
 
 void PrintDemoHelp() {
   std::printf(
-      "Usage: mediastores-demo [--calls N] [--seconds S] [--config FILE] [--quiet] [--dump]\n"
+      "Usage: mediastores-demo [OPTION]...\n"
       "\n"
       "Simulates live calls in one process the way a media engine uses libmediastores. Each\n"
       "call has an application, a transport, an audio and a video module, each with its own\n"
@@ -86,20 +143,37 @@ void PrintDemoHelp() {
       "asks for key frames while audio and video pipeline threads write statistics. Every\n"
       "second a reporter reads the statistics (resetting what it reports) and prints a table.\n"
       "\n"
-      "Options:\n"
-      "  --calls N       number of simultaneous calls (default 1)\n"
-      "  --seconds S     how long the calls run (default 5)\n"
+      "Options (values as --calls 5 or --calls=5; -- ends the options):\n"
+      "  --calls N       number of simultaneous calls, 1 to %u (default 1)\n"
+      "  --seconds S     how long the calls run, 1 to %u (default 5)\n"
       "  --config FILE   configuration document to load instead of the embedded default\n"
       "                  (check one with: mediastores-config check FILE)\n"
-      "  --quiet         no per-second tables; only the summary\n"
+      "  --detail N      calls shown one by one (default 3); the rest are summed up in one line\n"
+      "  --json          one JSON object per line on standard output instead of the table:\n"
+      "                  {\"type\":\"second\",\"second\":N,...} every second, with the totals and\n"
+      "                  the shown calls' audio, video and per-layer figures, then\n"
+      "                  {\"type\":\"summary\",...} with the summary and the registry check\n"
+      "  -q, --quiet     no per-second tables (or per-second JSON lines); only the summary\n"
       "  --dump          print each call's configuration (DumpKelConfigs) at the end\n"
-      "  --help          this text\n"
+      "                  (with --json: in the summary object, as text)\n"
+      "  -h, --help      this text\n"
+      "  --version       print the version and exit\n"
       "\n"
-      "With many calls the table shows the first calls and one aggregate line for the rest.\n"
-      "The last line gives the registries' sizes after shutdown; both must be 0.\n"
+      "Ctrl-C (SIGINT) or SIGTERM ends the run early, also during set-up: the calls are shut\n"
+      "down as at the normal end, and the summary and the registry check are still printed.\n"
+      "A second Ctrl-C ends the program at once.\n"
       "\n"
-      "Exit status: 0 when the run ended with every store and statistics object released,\n"
-      "1 when something failed or was left behind, 2 for a bad command line or document.\n");
+      "While the calls are set up, a progress line is shown on standard error when it is a\n"
+      "terminal. The last line gives the registries' sizes after shutdown; both must be 0.\n"
+      "\n"
+      "Exit status: 0 when the run (whole or stopped by a signal) ended with every store and\n"
+      "statistics object released, 1 when something failed or was left behind, 2 for a bad\n"
+      "command line or document.\n",
+      kMaxCalls, kMaxSeconds);
+}
+
+void PrintDemoVersion() {
+  std::printf("mediastores-demo %s\n", MEDIASTORES_VERSION_STRING);
 }
 
 }  // namespace msdemo

@@ -10,17 +10,23 @@ namespace msdemo {
 struct DemoOptions {
   uint32_t calls = 1;
   uint32_t seconds = 5;
-  bool quiet = false;      // no per-second tables
+  uint32_t detail = 3;     // calls shown one by one; the rest are summed up
+  bool quiet = false;      // no per-second tables (or per-second JSON lines)
   bool dump = false;       // print each call's configuration at the end
+  bool json = false;       // one JSON object per line instead of the text table
   std::string configPath;  // empty: the embedded default document
 };
 
-enum class ParseOutcome { kRun, kHelp, kError };
+enum class ParseOutcome { kRun, kHelp, kVersion, kError };
 
-// Reads argv into `options`; on kError `error` says what is wrong.
+// Reads argv into `options` with getopt_long ("--calls 5", "--calls=5", "--" ends the options);
+// on kError `error` names the option and says what is wrong.
 ParseOutcome ParseDemoOptions(int argc, char** argv, DemoOptions* options, std::string* error);
 
 void PrintDemoHelp();
+
+// "mediastores-demo <version>".
+void PrintDemoVersion();
 
 }  // namespace msdemo
 

@@ -1,5 +1,6 @@
 // The reporter: once a second it reads every call's statistics with reset-on-read (so counters
-// come out as differences since the previous report) and prints a compact table.
+// come out as differences since the previous report) and prints a compact table, or one JSON
+// object per line.
 #ifndef MEDIASTORES_TOOLS_MEDIASTORES_DEMO_REPORTER_H_
 #define MEDIASTORES_TOOLS_MEDIASTORES_DEMO_REPORTER_H_
 
@@ -10,22 +11,27 @@
 #include <vector>
 
 #include "tools/mediastores-demo/demo_counters.h"
+#include "tools/mediastores-demo/json_line.h"
 #include "tools/mediastores-demo/modules.h"
+#include "tools/mediastores-demo/output.h"
 #include "tools/mediastores-demo/pipeline.h"
 
 namespace msdemo {
 
+struct ReportStyle {
+  bool quiet = false;        // nothing per second (a progress heading on a terminal)
+  bool json = false;         // JSON lines instead of the table
+  size_t detailedCalls = 3;  // calls shown one by one; the rest are summed up
+};
+
 class Reporter {
  public:
-  // Calls shown line by line; the rest are summed up in one line.
-  static constexpr size_t kDetailedCalls = 3;
-
-  Reporter(StatsLedger* ledger, bool quiet);
+  Reporter(StatsLedger* ledger, const ReportStyle& style);
   ~Reporter();
 
   // Takes the reader's references of the call's audio and video statistics.
   bool AddCall(uint32_t callId, const MediaControls* controls);
-  // Reads every call (resetting) and prints the table of the interval that just ended: `second`
+  // Reads every call (resetting) and prints the report of the interval that just ended: `second`
   // of `seconds`, `intervalSeconds` long, with the counters' growth over it.
   void Report(uint32_t second, uint32_t seconds, double intervalSeconds,
               const CounterSnapshot& growth);
@@ -43,13 +49,10 @@ class Reporter {
   };
 
   StatsLedger* m_ledger;
-  bool m_quiet;
+  ReportStyle m_style;
   bool m_progressShown = false;
   std::vector<CallReader> m_calls;
 };
-
-// 1234567 -> "1,234,567".
-std::string Thousands(uint64_t value);
 
 }  // namespace msdemo
 
