@@ -8,13 +8,8 @@
 #include <cstring>
 #include <string>
 
-// The version is the project's; the build passes it in until a generated header provides it.
-#if __has_include(<mediastores/version.h>)
-#include <mediastores/version.h>
-#endif
-#ifndef MEDIASTORES_VERSION_STRING
-#define MEDIASTORES_VERSION_STRING "unknown"
-#endif
+// The version comes from the header generated from the project version.
+#include "mediastores/version.h"
 
 namespace msdemo {
 namespace {
