@@ -1,6 +1,5 @@
-// libFuzzer target: ApplyKelConfigs of arbitrary text on a store, then DumpKelConfigs, with the
-// checks of apply_fuzz_body.h (the dump applies cleanly to a fresh store and dumps to the same
-// text). Built and run by fuzz/run.sh.
+// libFuzzer target: ApplyKelConfigs of arbitrary text on a store, checked against the store's walk
+// of the text and through its dump (apply_fuzz_body.h). Built and run by fuzz/run.sh.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

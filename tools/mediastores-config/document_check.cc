@@ -11,15 +11,34 @@
 #include <utility>
 #include <vector>
 
+#include "mediaengine/mediastores/src/config/config_document.h"
 #include "tools/mediastores-config/json_syntax.h"
 
 namespace msconfig {
 namespace {
 
+using kelStore::ConfigDocument;
+using kelStore::ConfigDocumentEntry;
+using kelStore::ConfigDocumentFault;
+
 const char kExample[] = "{\"Audio\":[{\"key\":\"SampleRate\",\"value\":\"48000\"}]}";
 
 std::string Quoted(const std::string& text) {
   return "\"" + text + "\"";
+}
+
+std::string Lower(std::string text) {
+  for (char& c : text)
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+std::string Where(const TextPosition& position) {
+  return "line " + std::to_string(position.line) + ", column " + std::to_string(position.column);
+}
+
+const char* GroupName(uint32_t group) {
+  return kelStore::KelConfigGroup2GroupName(static_cast<kelStore::KelConfigGroup>(group));
 }
 
 // "a text", "a number", ... for messages about a value of the wrong kind.
@@ -58,269 +77,21 @@ std::string Printed(const json::Value& value) {
   return text.size() >= 2 ? text.substr(1, text.size() - 2) : text;
 }
 
+std::string NotAnObject(const std::string& kind) {
+  return "the document is " + kind +
+         ", not an object: the top level must be an object whose members are group names, for "
+         "example " +
+         kExample;
+}
+
 // Where an entry sits, as people count (from 1) and as JSON tools index (from 0).
 std::string EntryPlace(const std::string& group, size_t index) {
   return "group " + Quoted(group) + ", entry " + std::to_string(index + 1) + " (index " +
          std::to_string(index) + ")";
 }
 
-// Why `text`, stored by the store, would not read back the same from a dump; "" when it does.
-// The answer is found by writing and reading the text with the library's own writer and reader.
-std::string RoundTripFault(const std::string& text) {
-  if (text.find('\0') != std::string::npos) {
-    return "holds a NUL character (\\u0000); the store keeps only the text before it";
-  }
-  json::Object entry;
-  entry["key"] = json::Value("k");
-  entry["value"] = json::Value(text);
-  json::Array entries;
-  entries.push_back(json::Value(std::move(entry)));
-  json::Object root;
-  root["Common"] = json::Value(std::move(entries));
-  const json::Value back = json::Deserialize(json::Serialize(json::Value(std::move(root))));
-  bool same = false;
-  if (back.GetType() == json::ObjectVal && back.AsObject().HasKey("Common")) {
-    const json::Value& group = back.AsObject()["Common"];
-    if (group.GetType() == json::ArrayVal && group.size() == 1 &&
-        group.AsArray()[0].GetType() == json::ObjectVal) {
-      const json::Object& fields = group.AsArray()[0].AsObject();
-      const auto value = fields.find("value");
-      same = value != fields.end() && value->second.GetType() == json::StringVal &&
-             value->second.AsString() == text;
-    }
-  }
-  if (same) return std::string();
-  if (text.find('"') != std::string::npos) {
-    return "holds a double quote (\"); a dump writes texts without escapes, so the dump is not "
-           "valid JSON and can't be loaded again";
-  }
-  if (text.find('\\') != std::string::npos) {
-    return "holds a backslash (\\); a dump writes it unescaped and reading the dump back takes it "
-           "as the start of an escape, so the text changes";
-  }
-  if (!text.empty() && (std::isspace(static_cast<unsigned char>(text.front())) ||
-                        std::isspace(static_cast<unsigned char>(text.back())))) {
-    return "begins or ends with blanks, which the reader strips when a dump is read back";
-  }
-  return "does not read back the same from a dump (the writer does not escape it)";
-}
-
-// The walk of one document in the store's order. Hard faults (the store refuses the document)
-// end the walk; the first soft fault (an entry lost or not readable back) is kept while the walk
-// goes on, since a later hard fault matters more.
-class DocumentWalker {
- public:
-  explicit DocumentWalker(CheckReport* report) : report_(*report) {}
-
-  void Walk(const std::string& text) {
-    if (text.find_first_not_of(" \t\r\n") == std::string::npos) {
-      Refuse(std::string("the file is empty: a configuration document is a JSON object such as ") +
-             kExample);
-      return;
-    }
-    const json::Value document = json::Deserialize(text);
-    const SyntaxScan scan = ScanJsonSyntax(text);
-    if (document.GetType() != json::NULLVal && scan.faulty) {
-      report_.notes.push_back(
-          "the library's lenient reader takes this text, but it is not strict "
-          "JSON: line " +
-          std::to_string(scan.faultPosition.line) + ", column " +
-          std::to_string(scan.faultPosition.column) + ": " + scan.fault);
-    }
-    if (document.GetType() == json::NULLVal) {
-      if (!scan.faulty && scan.rootStart != '{' && scan.rootStart != '[') {
-        // The reader takes only an object or an array as a document.
-        const char c = scan.rootStart;
-        const char* kind = c == '"' ? "a text"
-                           : std::isalpha(static_cast<unsigned char>(c))
-                               ? "a single word (true, false or null)"
-                               : "a number";
-        Refuse(std::string("the document is ") + kind +
-               ", not an object: the top level must be an object whose members are group names, "
-               "for example " +
-               kExample);
-      } else if (scan.faulty) {
-        Refuse("not a JSON document the library can read: line " +
-               std::to_string(scan.faultPosition.line) + ", column " +
-               std::to_string(scan.faultPosition.column) + ": " + scan.fault);
-      } else {
-        Refuse("the library's JSON reader refuses the text, although no syntax fault was found");
-      }
-      return;
-    }
-    if (document.GetType() != json::ObjectVal) {
-      Refuse("the document is " + KindOf(document) +
-             ", not an object: the top level must be an object whose members are group names, "
-             "for example " +
-             kExample);
-      return;
-    }
-    FindRepeatedGroups(scan);
-    const json::Object& root = document.AsObject();
-    if (root.empty()) report_.notes.push_back("the document holds no groups: nothing is set");
-    for (const auto& member : root) {
-      if (!WalkGroup(member.first, member.second)) return;
-      ++report_.groupCount;
-    }
-    report_.accepted = report_.problem.empty();
-  }
-
- private:
-  void Refuse(const std::string& problem) {
-    report_.refusedByStore = true;
-    report_.appliedBeforeRefusal = report_.entries.size();
-    report_.accepted = false;
-    report_.problem = problem;
-  }
-
-  // A later refusal replaces a soft problem; the first soft problem stays otherwise.
-  void Soft(const std::string& problem) {
-    if (report_.problem.empty()) report_.problem = problem;
-  }
-
-  // The reader keeps only the last of two members with one name: the first group's entries are
-  // dropped without a word.
-  void FindRepeatedGroups(const SyntaxScan& scan) {
-    std::map<std::string, TextPosition> seen;
-    for (const RootMember& member : scan.rootMembers) {
-      const auto first = seen.find(member.name);
-      if (first == seen.end()) {
-        seen.emplace(member.name, member.position);
-        continue;
-      }
-      Soft("group " + Quoted(member.name) + " appears twice (lines " +
-           std::to_string(first->second.line) + " and " + std::to_string(member.position.line) +
-           "): the reader keeps only the last, so the entries of the first are lost; merge them "
-           "into one array");
-      return;
-    }
-  }
-
-  // Returns false when the store would stop here.
-  bool WalkGroup(const std::string& name, const json::Value& value) {
-    const kelStore::KelConfigGroup group = kelStore::GroupName2KelConfigGroup(name.c_str());
-    if (group >= kelStore::kGroupLast || name != kelStore::KelConfigGroup2GroupName(group)) {
-      Refuse(UnknownGroupMessage(name));
-      return false;
-    }
-    if (value.GetType() != json::ArrayVal) {
-      Refuse("group " + Quoted(name) + " holds " + KindOf(value) +
-             ", not an array of {\"key\": ..., \"value\": ...} entries");
-      return false;
-    }
-    report_.groupMask |= 1u << group;
-    std::map<std::string, std::pair<size_t, std::string>> keys;  // key -> (index, value)
-    const json::Array& entries = value.AsArray();
-    for (size_t index = 0; index < entries.size(); ++index) {
-      if (!WalkEntry(name, group, index, entries[index], &keys)) return false;
-    }
-    return true;
-  }
-
-  bool WalkEntry(const std::string& groupName, kelStore::KelConfigGroup group, size_t index,
-                 const json::Value& entry,
-                 std::map<std::string, std::pair<size_t, std::string>>* keys) {
-    const std::string place = EntryPlace(groupName, index);
-    if (entry.GetType() != json::ObjectVal) {
-      Refuse(place + ": " + KindOf(entry) + ", not an object with \"key\" and \"value\"");
-      return false;
-    }
-    const json::Object& fields = entry.AsObject();
-    const auto key = fields.find("key");
-    const auto value = fields.find("value");
-    if (key == fields.end()) {
-      Refuse(place + ": no \"key\" member");
-      return false;
-    }
-    if (key->second.GetType() != json::StringVal) {
-      Refuse(place + ": \"key\" is " + KindOf(key->second) + ", not a text");
-      return false;
-    }
-    const std::string& keyText = key->second.AsString();
-    const std::string keyPlace = place + ", key " + Quoted(keyText);
-    if (value == fields.end()) {
-      Refuse(keyPlace + ": no \"value\" member");
-      return false;
-    }
-    if (value->second.GetType() != json::StringVal) {
-      std::string advice;
-      if (value->second.GetType() != json::ObjectVal && value->second.GetType() != json::ArrayVal &&
-          value->second.GetType() != json::NULLVal) {
-        advice = "; write it in quotes: " + Quoted(Printed(value->second));
-      }
-      Refuse(keyPlace + ": \"value\" is " + KindOf(value->second) + ", not a text" + advice);
-      return false;
-    }
-    for (const auto& field : fields) {
-      if (field.first != "key" && field.first != "value") {
-        report_.notes.push_back(place + ": member " + Quoted(field.first) +
-                                " is ignored (an entry has only \"key\" and \"value\")");
-      }
-    }
-    const std::string& valueText = value->second.AsString();
-    if (keyText.c_str()[0] == '\0') {
-      Soft(place +
-           ": the \"key\" is empty; the store refuses empty names, so this entry is "
-           "skipped");
-      return true;
-    }
-    if (const std::string fault = RoundTripFault(keyText); !fault.empty()) {
-      Soft(keyPlace + ": the key " + fault);
-    } else if (const std::string valueFault = RoundTripFault(valueText); !valueFault.empty()) {
-      Soft(keyPlace + ": the value " + valueFault);
-    }
-    const std::string storedKey = keyText.c_str();
-    const std::string storedValue = valueText.c_str();
-    const auto earlier = keys->find(storedKey);
-    if (earlier != keys->end() && earlier->second.second != storedValue) {
-      Soft("group " + Quoted(groupName) + ": key " + Quoted(storedKey) + " appears in entry " +
-           std::to_string(earlier->second.first + 1) + " and entry " + std::to_string(index + 1) +
-           " with different values; the store keeps the last (" + Quoted(storedValue) + ")");
-    }
-    (*keys)[storedKey] = {index, storedValue};
-    report_.entries.push_back({static_cast<uint32_t>(group), storedKey, storedValue});
-    return true;
-  }
-
-  static std::string UnknownGroupMessage(const std::string& name) {
-    std::string message;
-    if (name == kelStore::KelConfigGroup2GroupName(kelStore::kGroupLast)) {
-      message = Quoted(name) + " counts the groups; it is not a group";
-    } else {
-      message = "unknown group name " + Quoted(name);
-      const std::string close = ClosestGroupName(name);
-      if (!close.empty()) {
-        std::string lowerName = name;
-        std::string lowerClose = close;
-        for (char& c : lowerName)
-          c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        for (char& c : lowerClose) {
-          c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        }
-        message += lowerName == lowerClose ? " (group names are case-sensitive: did you mean "
-                                           : " (did you mean ";
-        message += Quoted(close) + "?)";
-      }
-    }
-    return message + "; valid names: " + ValidGroupNames();
-  }
-
-  CheckReport& report_;
-};
-
-}  // namespace
-
-std::string ValidGroupNames() {
-  std::string names;
-  for (uint32_t g = 0; g < kelStore::kGroupLast; ++g) {
-    if (!names.empty()) names += ", ";
-    names += kelStore::KelConfigGroup2GroupName(static_cast<kelStore::KelConfigGroup>(g));
-  }
-  return names;
-}
-
+// Edit distance between two texts, a swap of two neighbouring letters ("Vidoe") counting as one.
 size_t EditDistance(const std::string& a, const std::string& b) {
-  // Optimal string alignment: a swap of two neighbouring letters ("Vidoe") counts as one edit.
   std::vector<std::vector<size_t>> d(a.size() + 1, std::vector<size_t>(b.size() + 1));
   for (size_t i = 0; i <= a.size(); ++i)
     d[i][0] = i;
@@ -338,33 +109,248 @@ size_t EditDistance(const std::string& a, const std::string& b) {
   return d[a.size()][b.size()];
 }
 
+// The group name closest to `name` (letter case ignored), or "" when none is close enough to be a
+// likely typing slip: a few letters, about a third of the name, at least one and at most three.
 std::string ClosestGroupName(const std::string& name) {
-  auto lower = [](std::string text) {
-    for (char& c : text)
-      c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-  };
-  const std::string wanted = lower(name);
   std::string best;
   size_t bestDistance = 0;
   for (uint32_t g = 0; g < kelStore::kGroupLast; ++g) {
-    const std::string candidate =
-        kelStore::KelConfigGroup2GroupName(static_cast<kelStore::KelConfigGroup>(g));
-    const size_t distance = EditDistance(wanted, lower(candidate));
+    const size_t distance = EditDistance(Lower(name), Lower(GroupName(g)));
     if (best.empty() || distance < bestDistance) {
-      best = candidate;
+      best = GroupName(g);
       bestDistance = distance;
     }
   }
-  // A slip is a few letters: about a third of the name, at least one and at most three.
   const size_t limit = std::min<size_t>(3, std::max<size_t>(1, (best.size() + 1) / 3));
   return bestDistance <= limit ? best : std::string();
 }
 
+std::string UnknownGroupMessage(const std::string& name) {
+  std::string message;
+  if (name == GroupName(kelStore::kGroupLast)) {
+    message = Quoted(name) + " counts the groups; it is not a group";
+  } else {
+    message = "unknown group name " + Quoted(name);
+    const std::string close = ClosestGroupName(name);
+    if (!close.empty()) {
+      message += Lower(name) == Lower(close) ? " (group names are case-sensitive: did you mean "
+                                             : " (did you mean ";
+      message += Quoted(close) + "?)";
+    }
+  }
+  std::string names;
+  for (uint32_t g = 0; g < kelStore::kGroupLast; ++g)
+    names += std::string(g == 0 ? "" : ", ") + GroupName(g);
+  return message + "; valid names: " + names;
+}
+
+// Why `text`, stored by the store, would not read back the same from a dump; "" when it does.
+std::string RoundTripFault(const std::string& text) {
+  if (text.find('\0') != std::string::npos) {
+    return "holds a NUL character (\\u0000); the store keeps only the text before it";
+  }
+  if (ConfigDocument::ReadsBack(text)) return std::string();
+  if (text.find('"') != std::string::npos) {
+    return "holds a double quote (\"); a dump writes texts without escapes, so the dump is not "
+           "valid JSON and can't be loaded again";
+  }
+  if (text.find('\\') != std::string::npos) {
+    return "holds a backslash (\\); a dump writes it unescaped and reading the dump back takes it "
+           "as the start of an escape, so the text changes";
+  }
+  if (!text.empty() && (std::isspace(static_cast<unsigned char>(text.front())) ||
+                        std::isspace(static_cast<unsigned char>(text.back())))) {
+    return "begins or ends with blanks, which the reader strips when a dump is read back";
+  }
+  return "does not read back the same from a dump (the writer does not escape it)";
+}
+
+// Why the library's reader finds no document in `text`. A syntax fault is shown where it is;
+// for a text that is JSON, the reader itself is asked which is the smallest piece it refuses.
+std::string ExplainUnreadable(const std::string& text, const SyntaxScan& scan) {
+  if (scan.faulty) {
+    return "not a JSON document the library can read: " + Where(scan.faultPosition) + ": " +
+           scan.fault;
+  }
+  const char root = scan.nodes[0].start;
+  if (root != '{' && root != '[') {
+    return NotAnObject(root == '"' ? "a text"
+                       : std::isalpha(static_cast<unsigned char>(root))
+                           ? "a single word (true, false or null)"
+                           : "a number");
+  }
+  for (const JsonNode& node : scan.nodes) {
+    if ((node.start == '{' || node.start == '[') && node.depth > json::kMaxNestingDepth) {
+      return "not a JSON document the library can read: " + Where(node.position) +
+             ": containers are nested deeper than " + std::to_string(json::kMaxNestingDepth) +
+             " levels";
+    }
+  }
+  // Go into the first member or element that the reader refuses on its own, in a container of
+  // the kind that holds it, for as long as there is one.
+  int at = 0;
+  for (bool deeper = true; deeper;) {
+    deeper = false;
+    const bool inObject = scan.nodes[at].start == '{';
+    for (size_t i = at + 1; i < scan.nodes.size() && !deeper; ++i) {
+      const JsonNode& node = scan.nodes[i];
+      if (node.parent != at) continue;
+      const std::string piece = text.substr(node.begin, node.end - node.begin);
+      if (json::Deserialize(inObject ? "{\"k\":" + piece + "}" : "[" + piece + "]").GetType() ==
+          json::NULLVal) {
+        at = static_cast<int>(i);
+        deeper = true;
+      }
+    }
+  }
+  return "not a JSON document the library can read: " + Where(scan.nodes[at].position) +
+         ": the reader refuses the " + (at == 0 ? "document" : "value that starts here") +
+         ", although it is valid JSON (json::Deserialize in mediastores/json/json.h says what "
+         "the reader takes)";
+}
+
+// The check of one document: the library's walk, with a person's view of every fault.
+class Checker {
+ public:
+  Checker(const std::string& text, CheckReport* report) : text_(text), report_(*report) {}
+
+  void Run() {
+    if (text_.find_first_not_of(" \t\r\n") == std::string::npos) {
+      Refuse(std::string("the file is empty: a configuration document is a JSON object such as ") +
+             kExample);
+      return;
+    }
+    const ConfigDocument document(text_);
+    const SyntaxScan scan = ScanJsonSyntax(text_);
+    if (document.Fault() == ConfigDocumentFault::kNotAnObject &&
+        document.FaultValue().GetType() == json::NULLVal) {
+      Refuse(ExplainUnreadable(text_, scan));
+      return;
+    }
+    if (scan.faulty) {
+      report_.notes.push_back(
+          "the library's lenient reader takes this text, but it is not strict JSON: " +
+          Where(scan.faultPosition) + ": " + scan.fault);
+    }
+    FindRepeatedGroups(scan);
+    if (document.Fault() == ConfigDocumentFault::kNone && document.Groups().empty()) {
+      report_.notes.push_back("the document holds no groups: nothing is set");
+    }
+    for (const kelStore::KelConfigGroup group : document.Groups())
+      report_.groupMask |= 1u << group;
+    for (const ConfigDocumentEntry& entry : document.Entries())
+      CheckEntry(entry);
+    if (document.Fault() != ConfigDocumentFault::kNone) {
+      Refuse(FaultMessage(document));
+      return;
+    }
+    report_.groupCount = static_cast<int>(document.Groups().size());
+    report_.accepted = report_.problem.empty();
+  }
+
+ private:
+  void Refuse(const std::string& problem) {
+    report_.refusedByStore = true;
+    report_.appliedBeforeRefusal = report_.entries.size();
+    report_.problem = problem;
+  }
+
+  // A later refusal replaces a soft problem; the first soft problem stays otherwise.
+  void Soft(const std::string& problem) {
+    if (report_.problem.empty()) report_.problem = problem;
+  }
+
+  // The reader keeps only the last of two members with one name: the first group's entries are
+  // dropped without a word.
+  void FindRepeatedGroups(const SyntaxScan& scan) {
+    std::map<std::string, TextPosition> seen;
+    for (const RootMember& member : scan.rootMembers) {
+      const auto first = seen.emplace(member.name, member.position);
+      if (first.second) continue;
+      Soft("group " + Quoted(member.name) + " appears twice (lines " +
+           std::to_string(first.first->second.line) + " and " +
+           std::to_string(member.position.line) +
+           "): the reader keeps only the last, so the entries of the first are lost; merge them "
+           "into one array");
+      return;
+    }
+  }
+
+  void CheckEntry(const ConfigDocumentEntry& entry) {
+    const std::string place = EntryPlace(GroupName(entry.group), entry.index);
+    for (const std::string& member : entry.ignored) {
+      report_.notes.push_back(place + ": member " + Quoted(member) +
+                              " is ignored (an entry has only \"key\" and \"value\")");
+    }
+    if (entry.key.c_str()[0] == '\0') {
+      Soft(place +
+           ": the \"key\" is empty; the store refuses empty names, so this entry is skipped");
+      return;
+    }
+    const std::string keyPlace = place + ", key " + Quoted(entry.key);
+    if (const std::string fault = RoundTripFault(entry.key); !fault.empty()) {
+      Soft(keyPlace + ": the key " + fault);
+    } else if (const std::string valueFault = RoundTripFault(entry.value); !valueFault.empty()) {
+      Soft(keyPlace + ": the value " + valueFault);
+    }
+    const std::string storedKey = entry.key.c_str();
+    const std::string storedValue = entry.value.c_str();
+    const auto earlier = keys_.find({entry.group, storedKey});
+    if (earlier != keys_.end() && earlier->second.second != storedValue) {
+      Soft("group " + Quoted(GroupName(entry.group)) + ": key " + Quoted(storedKey) +
+           " appears in entry " + std::to_string(earlier->second.first + 1) + " and entry " +
+           std::to_string(entry.index + 1) + " with different values; the store keeps the last (" +
+           Quoted(storedValue) + ")");
+    }
+    keys_[{entry.group, storedKey}] = {entry.index, storedValue};
+    report_.entries.push_back({static_cast<uint32_t>(entry.group), storedKey, storedValue});
+  }
+
+  static std::string FaultMessage(const ConfigDocument& document) {
+    const std::string& group = document.FaultGroup();
+    const json::Value& found = document.FaultValue();
+    const std::string place = EntryPlace(group, document.FaultIndex());
+    const std::string keyPlace = place + ", key " + Quoted(document.FaultKey());
+    switch (document.Fault()) {
+      case ConfigDocumentFault::kNotAnObject:
+        return NotAnObject(KindOf(found));
+      case ConfigDocumentFault::kUnknownGroup:
+        return UnknownGroupMessage(group);
+      case ConfigDocumentFault::kGroupNotArray:
+        return "group " + Quoted(group) + " holds " + KindOf(found) +
+               ", not an array of {\"key\": ..., \"value\": ...} entries";
+      case ConfigDocumentFault::kEntryNotObject:
+        return place + ": " + KindOf(found) + ", not an object with \"key\" and \"value\"";
+      case ConfigDocumentFault::kNoKey:
+        return place + ": no \"key\" member";
+      case ConfigDocumentFault::kKeyNotText:
+        return place + ": \"key\" is " + KindOf(found) + ", not a text";
+      case ConfigDocumentFault::kNoValue:
+        return keyPlace + ": no \"value\" member";
+      case ConfigDocumentFault::kValueNotText: {
+        const json::ValueType type = found.GetType();
+        const bool printable =
+            type != json::ObjectVal && type != json::ArrayVal && type != json::NULLVal;
+        return keyPlace + ": \"value\" is " + KindOf(found) + ", not a text" +
+               (printable ? "; write it in quotes: " + Quoted(Printed(found)) : std::string());
+      }
+      case ConfigDocumentFault::kNone:
+        break;
+    }
+    return std::string();
+  }
+
+  const std::string& text_;
+  CheckReport& report_;
+  // Keys set so far, by group and key: the entry's index and value.
+  std::map<std::pair<uint32_t, std::string>, std::pair<size_t, std::string>> keys_;
+};
+
+}  // namespace
+
 CheckReport CheckConfigDocument(const std::string& text) {
   CheckReport report;
-  DocumentWalker(&report).Walk(text);
-  if (!report.problem.empty()) report.accepted = false;
+  Checker(text, &report).Run();
   return report;
 }
 

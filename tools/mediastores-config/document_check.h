@@ -1,10 +1,11 @@
-// Checks a configuration document the way the store applies it (IKelConfig::ApplyKelConfigs),
-// and explains the first thing that would keep the store from taking every entry as written.
+// Checks a configuration document with the store's own walk of it (ConfigDocument, the walk
+// behind ApplyKelConfigs), and explains the first thing that would keep the store from taking
+// every entry as written.
 #ifndef MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_DOCUMENT_CHECK_H_
 #define MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_DOCUMENT_CHECK_H_
 
+#include <cstddef>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -38,16 +39,6 @@ struct CheckReport {
 };
 
 CheckReport CheckConfigDocument(const std::string& text);
-
-// The valid group names joined by ", ", in group order.
-std::string ValidGroupNames();
-
-// The valid group name closest to `name` by edit distance (letter case ignored), or "" when none
-// is close enough to be a likely typing slip.
-std::string ClosestGroupName(const std::string& name);
-
-// Edit distance (insertions, deletions, substitutions) between two texts.
-size_t EditDistance(const std::string& a, const std::string& b);
 
 }  // namespace msconfig
 

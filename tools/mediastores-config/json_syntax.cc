@@ -1,15 +1,20 @@
 #include "tools/mediastores-config/json_syntax.h"
 
-#include <mediastores/json/json.h>
-
 #include <cctype>
 #include <cstdio>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace msconfig {
 namespace {
 
-// Recursive descent over the JSON grammar, stopping at the first fault.
+bool IsDigit(char c) {
+  return std::isdigit(static_cast<unsigned char>(c)) != 0;
+}
+
+// The grammar without recursion: the containers being read are kept on a stack, so any depth
+// scans in linear time.
 class Scanner {
  public:
   explicit Scanner(const std::string& text) : text_(text) {}
@@ -18,17 +23,24 @@ class Scanner {
     SkipBlanks();
     if (AtEnd()) {
       Fail("the text is empty");
-      return result_;
+    } else if (Value(-1)) {
+      while (!open_.empty() && Step()) {
+      }
+      SkipBlanks();
+      if (!AtEnd()) Fail("unexpected " + Found() + " after the end of the document");
     }
-    result_.rootStart = Peek();
-    result_.rootIsObject = Peek() == '{';
-    if (!Value(1, true)) return result_;
-    SkipBlanks();
-    if (!AtEnd()) Fail("unexpected " + Found() + " after the end of the document");
-    return result_;
+    return std::move(result_);
   }
 
  private:
+  // A container being read.
+  struct Open {
+    int node;
+    bool object;
+    bool first;          // nothing read in it yet
+    std::string member;  // the name of the object's last member, for messages
+  };
+
   bool AtEnd() const { return pos_ >= text_.size(); }
   char Peek() const { return AtEnd() ? '\0' : text_[pos_]; }
 
@@ -43,7 +55,7 @@ class Scanner {
   }
 
   void SkipBlanks() {
-    while (!AtEnd() && std::isspace(static_cast<unsigned char>(Peek())))
+    while (Peek() == ' ' || Peek() == '\t' || Peek() == '\n' || Peek() == '\r')
       Advance();
   }
 
@@ -68,95 +80,88 @@ class Scanner {
     return false;
   }
 
-  bool Value(int depth, bool root) {
-    if (depth > json::kMaxNestingDepth) {
-      return Fail("containers are nested deeper than " + std::to_string(json::kMaxNestingDepth) +
-                  " levels");
-    }
-    const char c = Peek();
-    if (c == '{') return Object(depth, root);
-    if (c == '[') return Array(depth);
-    if (c == '"') return String(nullptr);
-    if (c == '-' || c == '+' || std::isdigit(static_cast<unsigned char>(c))) return Number();
-    if (std::isalpha(static_cast<unsigned char>(c))) return Literal();
-    if (c == '\'') return Fail("texts must be in double quotes (\"), not single quotes");
-    return Fail("expected a value (object, array, string, number, true, false or null) but found " +
-                Found());
-  }
-
-  bool Object(int depth, bool root) {
-    Advance();  // '{'
+  // One step in the innermost open container: its end, or its next member or element.
+  bool Step() {
+    Open& open = open_.back();
+    const char close = open.object ? '}' : ']';
     SkipBlanks();
-    if (Peek() == '}') {
+    if (Peek() == close) {
       Advance();
+      result_.nodes[open.node].end = pos_;
+      open_.pop_back();
       return true;
     }
-    for (;;) {
-      if (Peek() == '\'')
-        return Fail("member names must be in double quotes (\"), not single quotes");
-      if (Peek() != '"')
-        return Fail("expected a member name in double quotes but found " + Found());
-      const TextPosition namePosition = here_;
-      std::string name;
-      if (!String(&name)) return false;
-      if (root) result_.rootMembers.push_back({Trim(name), namePosition});
-      SkipBlanks();
-      if (Peek() != ':') {
-        return Fail("expected ':' after the member name \"" + name + "\" but found " + Found());
+    if (!open.first) {
+      if (Peek() != ',') {
+        return Fail(open.object ? "expected ',' or '}' after the value of member \"" + open.member +
+                                      "\" but found " + Found()
+                                : "expected ',' or ']' in an array but found " + Found());
       }
       Advance();
       SkipBlanks();
-      if (!Value(depth + 1, false)) return false;
-      SkipBlanks();
-      if (Peek() == '}') {
-        Advance();
-        return true;
+      if (Peek() == close) {
+        return Fail(std::string("a ',' must be followed by another ") +
+                    (open.object ? "member" : "element") + " (remove the ',')");
       }
-      if (Peek() != ',') {
-        return Fail("expected ',' or '}' after the value of member \"" + name + "\" but found " +
+    }
+    open.first = false;
+    const int container = open.node;
+    if (open.object) {
+      if (Peek() == '\'') {
+        return Fail("member names must be in double quotes (\"), not single quotes");
+      }
+      if (Peek() != '"') {
+        return Fail("expected a member name in double quotes but found " + Found());
+      }
+      const TextPosition namePosition = here_;
+      const size_t nameBegin = pos_ + 1;
+      if (!String()) return false;
+      open.member = text_.substr(nameBegin, pos_ - 1 - nameBegin);
+      if (container == 0) result_.rootMembers.push_back({open.member, namePosition});
+      SkipBlanks();
+      if (Peek() != ':') {
+        return Fail("expected ':' after the member name \"" + open.member + "\" but found " +
                     Found());
       }
       Advance();
       SkipBlanks();
-      if (Peek() == '}') return Fail("a ',' must be followed by another member (remove the ',')");
     }
+    return Value(container);  // may open a container: `open` is not used after this
   }
 
-  bool Array(int depth) {
-    Advance();  // '['
-    SkipBlanks();
-    if (Peek() == ']') {
+  // A value in `container` (-1: the document); a container is opened, a scalar read whole.
+  bool Value(int container) {
+    JsonNode node;
+    node.start = Peek();
+    node.begin = pos_;
+    node.position = here_;
+    node.parent = container;
+    node.depth = container < 0 ? 1 : result_.nodes[container].depth + 1;
+    result_.nodes.push_back(node);
+    const int index = static_cast<int>(result_.nodes.size()) - 1;
+    const char c = Peek();
+    bool read = false;
+    if (c == '{' || c == '[') {
       Advance();
+      open_.push_back({index, c == '{', true, std::string()});
       return true;
+    } else if (c == '"') {
+      read = String();
+    } else if (c == '-' || IsDigit(c)) {
+      read = Number();
+    } else if (std::isalpha(static_cast<unsigned char>(c))) {
+      read = Word();
+    } else if (c == '\'') {
+      return Fail("texts must be in double quotes (\"), not single quotes");
+    } else {
+      return Fail("expected a value (object, array, text, number, true, false or null) but found " +
+                  Found());
     }
-    for (;;) {
-      if (Peek() == '"') {
-        // The library's reader cuts a string element of an array at these characters.
-        const TextPosition start = here_;
-        std::string element;
-        if (!String(&element)) return false;
-        if (element.find_first_of(",][{") != std::string::npos) {
-          return FailAt(start,
-                        "a text element of an array must not hold ',', ']', '[' or '{' "
-                        "(the library's reader refuses it)");
-        }
-      } else if (!Value(depth + 1, false)) {
-        return false;
-      }
-      SkipBlanks();
-      if (Peek() == ']') {
-        Advance();
-        return true;
-      }
-      if (Peek() != ',') return Fail("expected ',' or ']' in an array but found " + Found());
-      Advance();
-      SkipBlanks();
-      if (Peek() == ']') return Fail("a ',' must be followed by another element (remove the ',')");
-    }
+    result_.nodes[index].end = pos_;
+    return read;
   }
 
-  // A string; `out` (if given) receives its text with the simple escapes undone.
-  bool String(std::string* out) {
+  bool String() {
     const TextPosition start = here_;
     Advance();  // opening quote
     for (;;) {
@@ -166,78 +171,71 @@ class Scanner {
         Advance();
         return true;
       }
-      if (c == '\\') {
-        Advance();
-        if (AtEnd()) return FailAt(start, "the text that starts here has no closing '\"'");
-        const char e = Peek();
-        if (e == 'u') {
-          Advance();
-          for (int i = 0; i < 4; ++i) {
-            if (!std::isxdigit(static_cast<unsigned char>(Peek()))) {
-              return Fail("'\\u' must be followed by four hexadecimal digits");
-            }
-            Advance();
-          }
-          continue;
-        }
-        if (out != nullptr) out->push_back(e == 'n' ? '\n' : e == 't' ? '\t' : e);
-        Advance();
-        continue;
+      if (static_cast<unsigned char>(c) < 0x20) {
+        return Fail("a control character (" + Found() + ") must be written as an escape");
       }
-      if (out != nullptr) out->push_back(c);
       Advance();
+      if (c != '\\') continue;
+      const char e = Peek();
+      if (e == 'u') {
+        Advance();
+        for (int i = 0; i < 4; ++i, Advance()) {
+          if (!std::isxdigit(static_cast<unsigned char>(Peek()))) {
+            return Fail("'\\u' must be followed by four hexadecimal digits");
+          }
+        }
+      } else if (e != '\0' && std::string("\"\\/bfnrt").find(e) != std::string::npos) {
+        Advance();
+      } else if (!AtEnd()) {
+        return Fail("unknown escape: '\\' followed by " + Found());
+      }
     }
   }
 
-  bool Number() {
-    const TextPosition start = here_;
-    if (Peek() == '-' || Peek() == '+') Advance();
-    if (!std::isdigit(static_cast<unsigned char>(Peek()))) {
-      return FailAt(start, "a number must have digits after its sign");
-    }
-    while (std::isdigit(static_cast<unsigned char>(Peek())))
+  bool Digits(const char* missing) {
+    if (!IsDigit(Peek())) return Fail(missing);
+    while (IsDigit(Peek()))
       Advance();
+    return true;
+  }
+
+  bool Number() {
+    if (Peek() == '-') Advance();
+    if (Peek() == '0') {
+      Advance();
+      if (IsDigit(Peek())) return Fail("a number must not have a leading 0");
+    } else if (!Digits("a number must have digits after its sign")) {
+      return false;
+    }
     if (Peek() == '.') {
       Advance();
-      if (!std::isdigit(static_cast<unsigned char>(Peek()))) {
-        return Fail("a number needs digits after the '.'");
-      }
-      while (std::isdigit(static_cast<unsigned char>(Peek())))
-        Advance();
+      if (!Digits("a number needs digits after the '.'")) return false;
     }
     if (Peek() == 'e' || Peek() == 'E') {
       Advance();
       if (Peek() == '-' || Peek() == '+') Advance();
-      if (!std::isdigit(static_cast<unsigned char>(Peek()))) {
-        return Fail("a number needs digits in its exponent");
-      }
-      while (std::isdigit(static_cast<unsigned char>(Peek())))
-        Advance();
+      if (!Digits("a number needs digits in its exponent")) return false;
     }
     return true;
   }
 
-  bool Literal() {
+  bool Word() {
     const TextPosition start = here_;
     std::string word;
     while (std::isalnum(static_cast<unsigned char>(Peek())) || Peek() == '_') {
-      word.push_back(static_cast<char>(std::tolower(static_cast<unsigned char>(Peek()))));
+      word.push_back(Peek());
       Advance();
     }
     if (word == "true" || word == "false" || word == "null") return true;
-    return FailAt(start, "unknown word '" + word + "': texts must be in double quotes");
-  }
-
-  static std::string Trim(const std::string& text) {
-    const size_t first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string::npos) return std::string();
-    const size_t last = text.find_last_not_of(" \t\r\n");
-    return text.substr(first, last - first + 1);
+    return FailAt(start, "unknown word '" + word +
+                             "': texts must be in double quotes, and the only words are true, "
+                             "false and null");
   }
 
   const std::string& text_;
   size_t pos_ = 0;
   TextPosition here_;
+  std::vector<Open> open_;
   SyntaxScan result_;
 };
 

@@ -1,10 +1,11 @@
-// A strict syntax scan of a JSON text that says where the text goes wrong (line and column) and
-// which member names the top-level object holds. The library's reader only answers "no document";
-// this scan turns that into something a person can fix, and finds repeated group names, which the
-// reader silently merges into the last one.
+// A strict scan of a JSON text, for people: where the text stops being JSON (line and column),
+// where each value stands, and the member names of the top-level object as written. The library's
+// reader only answers "no document"; the tool asks the reader what it takes, and uses this scan
+// to point at the place.
 #ifndef MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_JSON_SYNTAX_H_
 #define MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_JSON_SYNTAX_H_
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -16,27 +17,33 @@ struct TextPosition {
   int column = 1;
 };
 
-// A member name of the top-level object, as written (escapes undone, surrounding blanks removed
-// as the library's reader removes them).
+// One value of the text.
+struct JsonNode {
+  char start = '\0';  // its first character: '{', '[', '"', or that of a number or a word
+  size_t begin = 0;   // its text is [begin, end)
+  size_t end = 0;
+  TextPosition position;
+  int parent = -1;  // the node of the enclosing container; -1 for the document itself
+  int depth = 1;    // 1 for the document, one more for each enclosing container
+};
+
+// A member name of the top-level object: the characters between its quotes, as written.
 struct RootMember {
   std::string name;
   TextPosition position;
 };
 
 struct SyntaxScan {
-  // The first syntax fault, if any.
+  // The first fault, if any.
   bool faulty = false;
   TextPosition faultPosition;
   std::string fault;
-  // The first character of the document (after blanks); '\0' for a blank text.
-  char rootStart = '\0';
-  // True when the text starts with an object; its member names, in the order written.
-  bool rootIsObject = false;
+  // Every value met before the fault, in the order of the text (the document first).
+  std::vector<JsonNode> nodes;
   std::vector<RootMember> rootMembers;
 };
 
-// Scans `text` as JSON. Literals true, false and null are accepted in any letter case, as the
-// library's reader accepts them; everything else follows the JSON grammar.
+// Scans `text` against the JSON grammar, at any depth, up to the first fault.
 SyntaxScan ScanJsonSyntax(const std::string& text);
 
 }  // namespace msconfig

@@ -1,8 +1,9 @@
-// KelConfig's JSON dump and apply: a document is one object whose members are group names, each
-// holding an array of {"key": name, "value": text} entries.
+// KelConfig's JSON dump and apply of configuration documents; the shape of a document and the walk
+// that applies it are in config_document.h.
 #include <string>
 #include <utility>
 
+#include "mediaengine/mediastores/src/config/config_document.h"
 #include "mediaengine/mediastores/src/config/kel_config_store.h"
 #include "mediastores/json/json.h"
 #include "mediastores/result_codes.h"
@@ -14,10 +15,7 @@ json::Array KelConfig::getConfigsJsonArray(KelConfigGroup group) {
   json::Array entries;
   if (group >= kGroupLast) return entries;
   m_values[group].Traverse([&entries](const std::string& name, const ConfigData& value) {
-    json::Object entry;
-    entry["key"] = json::Value(name);
-    entry["value"] = json::Value(value.ToCstr());
-    entries.push_back(json::Value(std::move(entry)));
+    entries.push_back(MakeConfigDocumentEntry(name, value.ToCstr()));
   });
   return entries;
 }
@@ -40,38 +38,16 @@ int32_t KelConfig::ApplyKelConfigs(const char* szJsonConfig) {
   if (szJsonConfig == nullptr) return KEL_E_BADSTATE;
   KEL_TRACE_INFO(TraceCid{callId} << ", szJsonConfig=" << szJsonConfig << TraceThis{this});
 
-  // The text comes from outside the process: every value's type is checked before a typed
-  // access, since a wrong-typed access would end the process.
-  const json::Value document = json::Deserialize(szJsonConfig);
-  if (document.GetType() != json::ObjectVal) return KEL_E_BADSTATE;
-
-  // Members in the object's (byte-wise) order; the first fault ends the walk, and what was set
-  // before it stays set.
-  for (const auto& member : document.AsObject()) {
-    const std::string& groupName = member.first;
-    const KelConfigGroup group = GroupName2KelConfigGroup(groupName.c_str());
-    // The name must be the group's name exactly (a NUL inside the text must not cut it short).
-    if (group >= kGroupLast || groupName != KelConfigGroup2GroupName(group)) {
-      return KEL_E_BADSTATE;
-    }
-    if (member.second.GetType() != json::ArrayVal) return KEL_E_BADSTATE;
-    for (const json::Value& entry : member.second.AsArray()) {
-      if (entry.GetType() != json::ObjectVal) return KEL_E_BADSTATE;
-      const json::Object& fields = entry.AsObject();
-      const auto key = fields.find("key");
-      const auto value = fields.find("value");
-      if (key == fields.end() || value == fields.end() ||
-          key->second.GetType() != json::StringVal || value->second.GetType() != json::StringVal) {
-        return KEL_E_BADSTATE;
-      }
-      // Through the store's own interface, so subscribers are told as for any set; a value the
-      // set refuses (an empty name) is skipped.
-      IKelConfig* const self = this;
-      self->SetKelConfig(group, key->second.AsString().c_str(),
-                         ConfigData(value->second.AsString()), false, false);
-    }
+  // Walk, then set what the walk found: with a fault, what comes before it is still set (there
+  // is no rollback) and the answer is KEL_E_BADSTATE.
+  const ConfigDocument document(szJsonConfig);
+  // Through the store's own interface, so subscribers are told as for any set; an entry the set
+  // refuses (an empty name) is skipped.
+  IKelConfig* const self = this;
+  for (const ConfigDocumentEntry& entry : document.Entries()) {
+    self->SetKelConfig(entry.group, entry.key.c_str(), ConfigData(entry.value), false, false);
   }
-  return KEL_S_OK;
+  return document.Fault() == ConfigDocumentFault::kNone ? KEL_S_OK : KEL_E_BADSTATE;
 }
 
 }  // namespace kelStore
