@@ -42,6 +42,11 @@ MEDIASTORES_API const char* KelConfigGroup2GroupName(KelConfigGroup group);
 // that names no usable group, null included.
 MEDIASTORES_API KelConfigGroup GroupName2KelConfigGroup(const char* name);
 
+// The session type (kel::KelSessionType number) whose settings `group` holds, as an event's
+// groupType reports it; 15 (kel::kSessionTypeUnknown) for a group of no session type and for any
+// number that is no usable group.
+MEDIASTORES_API uint32_t KelConfigGroup2GroupType(KelConfigGroup group);
+
 }  // namespace kelStore
 
 #endif  // MEDIASTORES_KEL_CONFIG_GROUP_H_

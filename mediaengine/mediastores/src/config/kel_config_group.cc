@@ -1,29 +1,26 @@
+#include "mediastores/kel_config_group.h"
+
 #include <cstring>
 
-#include "mediastores/kel_config_group.h"
+#include "mediaengine/mediastores/src/config/kel_config_group_table.h"
 
 namespace kelStore {
 
-namespace {
-
-// Indexed by group number; the last entry names the group count.
-const char* const kGroupNames[kGroupLast + 1] = {
-    "Common",      "Feature",   "Metrics", "Audio",        "AudioSlide", "Video",    "VideoSlide",
-    "Application", "Gamestate", "AudioSi", "Transmission", "TAOnly",     "UnitTest", "LastGroup",
-};
-
-}  // namespace
-
 const char* KelConfigGroup2GroupName(KelConfigGroup group) {
-  return group <= kGroupLast ? kGroupNames[group] : "Undefined_Group";
+  if (group < kGroupLast) return kKelConfigGroupRows[group].name;
+  return group == kGroupLast ? kLastGroupName : kUndefinedGroupName;
 }
 
 KelConfigGroup GroupName2KelConfigGroup(const char* name) {
   if (name == nullptr) return kGroupLast;
-  for (uint32_t group = 0; group < kGroupLast; ++group) {
-    if (std::strcmp(kGroupNames[group], name) == 0) return static_cast<KelConfigGroup>(group);
+  for (const KelConfigGroupRow& row : kKelConfigGroupRows) {
+    if (std::strcmp(row.name, name) == 0) return row.group;
   }
   return kGroupLast;
+}
+
+uint32_t KelConfigGroup2GroupType(KelConfigGroup group) {
+  return GroupSessionType(group);
 }
 
 }  // namespace kelStore

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "mediaengine/mediastores/src/config/kel_config_group_table.h"
 #include "mediaengine/mediastores/src/config/kel_config_observer_helper.h"
 #include "mediastores/result_codes.h"
 #include "platform/trace.h"
@@ -12,40 +13,20 @@ namespace {
 
 constexpr uint32_t kNoCallId = 0xFFFFFFFFu;
 
+// What an operation traces when it has no group. Subscribe and bind put a blank between their
+// name and the text, every other operation runs the text on from its name; both are kept.
+constexpr const char* kNoGroupText = "Error KelConfigGroup";
+constexpr const char* kNoGroupTextSubscribe = " Error KelConfigGroup";
+
 // The group rule: an explicit group wins (unchecked here: the store refuses one above 12), else
-// the default group; kGroupNone when neither is set.
-KelConfigGroup ResolveGroup(KelConfigGroup group, KelConfigGroup defaultGroup) {
-  return group != kGroupNone ? group : defaultGroup;
-}
-
-// The group that the session-type forms of Set/Get use; kGroupNone (the default group then) for a
-// session type without a group of its own.
-KelConfigGroup SessionTypeGroup(kel::KelSessionType type) {
-  switch (type) {
-    case kel::kSessionTypeAudio:
-      return kGroupAudio;
-    case kel::kSessionTypeVideo:
-      return kGroupVideo;
-    case kel::kSessionTypeVideoSlide:
-      return kGroupVideoSlide;
-    case kel::kSessionTypeAudioSlide:
-      return kGroupAudioSlide;
-    case kel::kSessionTypeApplication:
-      return kGroupApplication;
-    case kel::kSessionTypeGamestate:
-      return kGroupGamestate;
-    case kel::kSessionTypeAudioSi:
-      return kGroupAudioSi;
-    default:
-      return kGroupNone;
-  }
-}
-
-// Session types that may choose a helper's default group: 0 to 5 and 14.
-constexpr uint32_t kDefaultGroupSessionTypes = 0x403F;
-
-bool IsDefaultGroupSessionType(kel::KelSessionType type) {
-  return type < 15 && ((kDefaultGroupSessionTypes >> type) & 1u) != 0;
+// the default group. With neither, traces `text` after the name of the calling function (whose
+// __PRETTY_FUNCTION__ is `caller`) and returns kGroupNone.
+KelConfigGroup ResolveGroup(KelConfigGroup group, KelConfigGroup defaultGroup,
+                            const KelConfigHelper* self, const char* caller, const char* text) {
+  if (group != kGroupNone) return group;
+  if (defaultGroup != kGroupNone) return defaultGroup;
+  KEL_TRACE_AS(0, caller, text << TraceThis{self});
+  return kGroupNone;
 }
 
 }  // namespace
@@ -95,13 +76,10 @@ int32_t KelConfigHelper::SetCallId(uint32_t callId) {
 }
 
 int32_t KelConfigHelper::SetKelSessionType(kel::KelSessionType type) {
-  if (IsDefaultGroupSessionType(type)) {
-    const KelConfigGroup group = SessionTypeGroup(type);
-    if (m_defaultGroup == kGroupNone) {
-      m_defaultGroup = group;
-      return KEL_S_OK;
-    }
-    if (m_defaultGroup == group) return KEL_S_OK;
+  const KelConfigGroup group = SessionTypeGroup(type);
+  if (group != kGroupNone && (m_defaultGroup == kGroupNone || m_defaultGroup == group)) {
+    m_defaultGroup = group;
+    return KEL_S_OK;
   }
   KEL_TRACE_ERROR(", " << KelConfigGroup2GroupName(m_defaultGroup)
                        << ", sessionType=" << static_cast<uint32_t>(type) << TraceThis{this});
@@ -109,24 +87,7 @@ int32_t KelConfigHelper::SetKelSessionType(kel::KelSessionType type) {
 }
 
 kel::KelSessionType KelConfigHelper::GetKelSessionType() const {
-  switch (m_defaultGroup) {
-    case kGroupAudio:
-      return kel::kSessionTypeAudio;
-    case kGroupVideo:
-      return kel::kSessionTypeVideo;
-    case kGroupVideoSlide:
-      return kel::kSessionTypeVideoSlide;
-    case kGroupAudioSlide:
-      return kel::kSessionTypeAudioSlide;
-    case kGroupApplication:
-      return kel::kSessionTypeApplication;
-    case kGroupGamestate:
-      return kel::kSessionTypeGamestate;
-    case kGroupAudioSi:
-      return kel::kSessionTypeAudioSi;
-    default:
-      return kel::kSessionTypeUnknown;
-  }
+  return GroupSessionType(m_defaultGroup);
 }
 
 int32_t KelConfigHelper::SetDefaultGroup(KelConfigGroup group) {
@@ -145,11 +106,9 @@ SubscribeId_t KelConfigHelper::SubscribeConfig(const char* szConfigName, fnConfi
                                                KelConfigGroup group, AOxThread* pRunThread,
                                                bool bAsync) {
   KEL_ASSERT_RETURN((m_pObserverHelper != NULL) && (szConfigName != NULL), 0);
-  const KelConfigGroup resolved = ResolveGroup(group, m_defaultGroup);
-  if (resolved == kGroupNone) {
-    KEL_TRACE_ERROR(" Error KelConfigGroup" << TraceThis{this});
-    return 0;
-  }
+  const KelConfigGroup resolved =
+      ResolveGroup(group, m_defaultGroup, this, __PRETTY_FUNCTION__, kNoGroupTextSubscribe);
+  if (resolved == kGroupNone) return 0;
   return m_pObserverHelper->SubscribeConfig(resolved, szConfigName, std::move(cb), pRunThread,
                                             bAsync);
 }
@@ -157,11 +116,9 @@ SubscribeId_t KelConfigHelper::SubscribeConfig(const char* szConfigName, fnConfi
 SubscribeId_t KelConfigHelper::BindConfig(const char* szConfigName, fnConfigInvokeCallBack cb,
                                           KelConfigGroup group) {
   KEL_ASSERT_RETURN((m_pObserverHelper != NULL) && (szConfigName != NULL), 0);
-  const KelConfigGroup resolved = ResolveGroup(group, m_defaultGroup);
-  if (resolved == kGroupNone) {
-    KEL_TRACE_ERROR(" Error KelConfigGroup" << TraceThis{this});
-    return 0;
-  }
+  const KelConfigGroup resolved =
+      ResolveGroup(group, m_defaultGroup, this, __PRETTY_FUNCTION__, kNoGroupTextSubscribe);
+  if (resolved == kGroupNone) return 0;
   return m_pObserverHelper->BindConfig(resolved, szConfigName, std::move(cb));
 }
 
@@ -172,22 +129,18 @@ int32_t KelConfigHelper::UnsubscribeConfig(SubscribeId_t id) {
 
 int32_t KelConfigHelper::UnsubscribeConfig(const char* szConfigName, KelConfigGroup group) {
   KEL_ASSERT_RETURN(m_pObserverHelper != NULL, KEL_E_INVALIDARG);
-  const KelConfigGroup resolved = ResolveGroup(group, m_defaultGroup);
-  if (resolved == kGroupNone) {
-    KEL_TRACE_ERROR("Error KelConfigGroup" << TraceThis{this});
-    return KEL_E_BADSTATE;
-  }
+  const KelConfigGroup resolved =
+      ResolveGroup(group, m_defaultGroup, this, __PRETTY_FUNCTION__, kNoGroupText);
+  if (resolved == kGroupNone) return KEL_E_BADSTATE;
   return m_pObserverHelper->UnsubscribeConfig(szConfigName, resolved);
 }
 
 int32_t KelConfigHelper::SetKelConfig(const char* szConfigName, ConfigData value,
                                       KelConfigGroup group, bool bForceNotify, bool bRemove) {
   KEL_ASSERT_RETURN((szConfigName != NULL) && (m_pIKelConfig != NULL), KEL_E_INVALIDARG);
-  const KelConfigGroup resolved = ResolveGroup(group, m_defaultGroup);
-  if (resolved == kGroupNone) {
-    KEL_TRACE_ERROR("Error KelConfigGroup" << TraceThis{this});
-    return KEL_E_BADSTATE;
-  }
+  const KelConfigGroup resolved =
+      ResolveGroup(group, m_defaultGroup, this, __PRETTY_FUNCTION__, kNoGroupText);
+  if (resolved == kGroupNone) return KEL_E_BADSTATE;
   return m_pIKelConfig->SetKelConfig(resolved, szConfigName, std::move(value), bForceNotify,
                                      bRemove);
 }
@@ -195,11 +148,9 @@ int32_t KelConfigHelper::SetKelConfig(const char* szConfigName, ConfigData value
 int32_t KelConfigHelper::GetDynamicConfig(const char* szConfigName, ConfigData& value,
                                           KelConfigGroup group, ConfigData defaultValue) {
   KEL_ASSERT_RETURN((szConfigName != NULL) && (m_pIKelConfig != NULL), KEL_E_INVALIDARG);
-  const KelConfigGroup resolved = ResolveGroup(group, m_defaultGroup);
-  if (resolved == kGroupNone) {
-    KEL_TRACE_ERROR("Error KelConfigGroup" << TraceThis{this});
-    return KEL_E_BADSTATE;
-  }
+  const KelConfigGroup resolved =
+      ResolveGroup(group, m_defaultGroup, this, __PRETTY_FUNCTION__, kNoGroupText);
+  if (resolved == kGroupNone) return KEL_E_BADSTATE;
   return m_pIKelConfig->GetDynamicConfig(resolved, szConfigName, value, std::move(defaultValue));
 }
 
@@ -213,11 +164,9 @@ ConfigData KelConfigHelper::GetDynamicConfig(const char* szConfigName, KelConfig
 int32_t KelConfigHelper::GetKelConfig(const char* szConfigName, ConfigData& value,
                                       KelConfigGroup group) {
   KEL_ASSERT_RETURN((szConfigName != NULL) && (m_pIKelConfig != NULL), KEL_E_INVALIDARG);
-  const KelConfigGroup resolved = ResolveGroup(group, m_defaultGroup);
-  if (resolved == kGroupNone) {
-    KEL_TRACE_ERROR("Error KelConfigGroup" << TraceThis{this});
-    return KEL_E_BADSTATE;
-  }
+  const KelConfigGroup resolved =
+      ResolveGroup(group, m_defaultGroup, this, __PRETTY_FUNCTION__, kNoGroupText);
+  if (resolved == kGroupNone) return KEL_E_BADSTATE;
   return m_pIKelConfig->GetKelConfig(resolved, szConfigName, value);
 }
 
@@ -234,21 +183,17 @@ bool KelConfigHelper::HaveKelConfig(const char* szConfigName, KelConfigGroup gro
 
 int32_t KelConfigHelper::RemoveKelConfig(const char* szConfigName, KelConfigGroup group) {
   KEL_ASSERT_RETURN((szConfigName != NULL) && (m_pIKelConfig != NULL), KEL_E_INVALIDARG);
-  const KelConfigGroup resolved = ResolveGroup(group, m_defaultGroup);
-  if (resolved == kGroupNone) {
-    KEL_TRACE_ERROR("Error KelConfigGroup" << TraceThis{this});
-    return KEL_E_BADSTATE;
-  }
+  const KelConfigGroup resolved =
+      ResolveGroup(group, m_defaultGroup, this, __PRETTY_FUNCTION__, kNoGroupText);
+  if (resolved == kGroupNone) return KEL_E_BADSTATE;
   return m_pIKelConfig->RemoveKelConfig(resolved, szConfigName);
 }
 
 int32_t KelConfigHelper::RemoveKelConfigByGroup(KelConfigGroup group) {
   KEL_ASSERT_RETURN((m_pIKelConfig != NULL), KEL_E_INVALIDARG);
-  const KelConfigGroup resolved = ResolveGroup(group, m_defaultGroup);
-  if (resolved == kGroupNone) {
-    KEL_TRACE_ERROR("Error KelConfigGroup" << TraceThis{this});
-    return KEL_E_BADSTATE;
-  }
+  const KelConfigGroup resolved =
+      ResolveGroup(group, m_defaultGroup, this, __PRETTY_FUNCTION__, kNoGroupText);
+  if (resolved == kGroupNone) return KEL_E_BADSTATE;
   return m_pIKelConfig->RemoveKelConfigByGroup(resolved);
 }
 
