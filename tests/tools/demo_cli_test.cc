@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <mediastores/json/json.h>
 #include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
