@@ -34,4 +34,7 @@ if [ -x "$work/prefix/bin/mediastores-demo" ]; then
   env -u LD_LIBRARY_PATH "$work/prefix/bin/mediastores-demo" --calls 2 --seconds 1 --quiet >/dev/null
   echo "installed mediastores-demo runs from the prefix"
 fi
+if [ -x "$work/prefix/bin/mediastores-config" ]; then
+  env -u LD_LIBRARY_PATH "$work/prefix/bin/mediastores-config" --version
+fi
 echo "installed package works through CMake and pkg-config"

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "mediaengine/mediastores/src/config/kel_config_store.h"
 #include "mediastores/mediastores.h"
+#include "mediastores/version.h"
 #include "tests/tools/tool_runner.h"
 
 namespace {
@@ -53,8 +55,8 @@ TEST_F(ConfigTool, CheckExplainsTheFirstProblemAndAgreesWithTheLibrary) {
     int exitCode;
     const char* says;
   } cases[] = {
-      {R"({"Audio": [{"key": "a", "value": "1"}, {"key": "b", "value": "2"}], "Video": []})", 0,
-       "ok (2 groups, 2 values)"},
+      {R"({"Audio": [{"key": "a", "value": "1"}, {"key": "b", "value": "\u007f"}], "Video": []})",
+       0, "ok (2 groups, 2 values)"},
       {R"({"Common":[{"key":"a","value":"1"},{"key":"a","value":"1"}]})", 0, "(1 group, 1 value)"},
       {"  \n", 1, "the file is empty"},
       {"{\"Audio\": []\n", 1, "line 2, column 1: expected ',' or '}' after the value of member"},
@@ -87,6 +89,17 @@ TEST_F(ConfigTool, CheckExplainsTheFirstProblemAndAgreesWithTheLibrary) {
       {R"({"Audio": [{"key": "L", "value": "a \"b\""}]})", 1, "the value holds a double quote"},
       {R"({"Audio": [{"key": "P", "value": "C:\\m"}]})", 1, "the value holds a backslash"},
       {R"({"Audio": [{"key": "N", "value": "a\u0000b"}]})", 1, "the value holds a NUL"},
+      // The reader keeps the last two digits of an escape; the nulls of an array are dropped.
+      {R"({"Audio": [null, {"key": "a", "value": "caf\u00e9"}]})", 1,
+       "entry 1 (index 0), key \"a\": the value holds \\u00e9 (line 1, column 44): the library's "
+       "reader keeps only its last two hexadecimal digits, the single byte 0xE9, not"},
+      {R"({"Audio": [{"key": "\u4e2d", "value": "1"}]})", 1,
+       "key \"-\": the key holds \\u4e2d (line 1, column 21): the library's reader keeps only "
+       "its last two hexadecimal digits, the single byte 0x2D, not the character U+4E2D"},
+      // ApplyKelConfigs takes a C string: a NUL byte ends the document.
+      {R"({"Common": [{"key": "a", "value": "1"}]})" + std::string(1, '\0') + R"(, "Zzz": [])", 1,
+       "the library reads only the first 40 bytes: a NUL byte ends the text (line 1, column 41)"},
+      {std::string("{\"Au\0dio\": []}", 14), 1, "the library reads only the first 4 bytes"},
       {"{\"Audio\": [],\n \"Video\": [],\n \"Audio\": []}", 1,
        "\"Audio\" appears twice (lines 1 and 3)"},
       {R"({"Common": [{"key": "a", "value": "1"}, {"key": "a", "value": "2"}]})", 1,
@@ -119,6 +132,9 @@ TEST_F(ConfigTool, NormalizeDiffAndTheCommandLine) {
       "\n";
   const std::string a =
       R"(={"Audio":[{"key":"a","value":"1"},{"key":"b","value":"2"}],"Video":[]})";
+  // A document of exactly the largest size the tool reads, all NUL bytes.
+  const std::string limit = dir_.Write("limit.json", "");
+  std::filesystem::resize_file(limit, 64u << 20);
   const Case cases[] = {
       // The dump of the named groups, even with a problem (a repeated key); it normalizes to
       // itself.
@@ -135,13 +151,19 @@ TEST_F(ConfigTool, NormalizeDiffAndTheCommandLine) {
         R"(={"Audio":[{"key":"b","value":"3"},{"key":"a","value":"0"},{"key":"a",)"
         R"("value":"1"}],"Common":[{"key":"c","value":"4"}]})"},
        1,
-       "Common\n  + c = \"4\"\nAudio\n  ~ b: \"2\" -> \"3\"\n"},
+       "Audio\n  ~ b: \"2\" -> \"3\"\nCommon\n  + c = \"4\"\n"},
       {{"diff", a, R"(={"Audio":[{"key":"a","value":"1"}]})"}, 1, "Audio\n  - b = \"2\"\n"},
       {{"diff", "={}", R"(={"Audio":[{"key":"a"}]})"}, 2, "no \"value\" member"},
       {{"check", a, R"(={"Audio":[{"key":"a","value":1}]})"}, 1, "2.json: error:"},
-      {{"check", a, "missing.json"}, 2, "cannot read missing.json"},
-      {{"--help"}, 0, "Exit status:"},
-      {{"help", "diff"}, 0, "Usage: mediastores-config diff A B"},
+      {{"check", a, "missing.json"}, 2, "cannot read missing.json: No such file or directory"},
+      {{"check", "/"}, 2, "cannot read /: Is a directory"},
+      {{"check", "/dev/zero"}, 2, "cannot read /dev/zero: larger than 64 MiB"},
+      {{"check", limit}, 1, "the library reads only the first 0 bytes"},
+      {{"check", "--", "-x.json"}, 2, "cannot read -x.json: No such file or directory"},
+      {{"check", "--format=xml", "x.json"}, 2, "--format takes text or json, not 'xml'"},
+      {{"--version"}, 0, "mediastores-config " MEDIASTORES_VERSION_STRING "\n"},
+      {{"--help"}, 0, "  --version"},
+      {{"help", "diff"}, 0, "Usage: mediastores-config diff [--format=text|json] A B"},
       {{"check", "--help"}, 0, "Exit status: 0 when the store takes every document"},
       {{}, 2, "Usage: mediastores-config"},
       {{"lint"}, 2, "unknown command 'lint'"},
@@ -152,6 +174,57 @@ TEST_F(ConfigTool, NormalizeDiffAndTheCommandLine) {
   };
   for (const Case& c : cases)
     Run(c);
+}
+
+// --format=json reads as strict JSON (python3's reader; quotes, tabs and bytes that are not UTF-8
+// escaped), one object per checked file; the reader's view of it, in a canonical form.
+TEST_F(ConfigTool, JsonOutputIsStrictJson) {
+  if (toolstest::RunTool("/usr/bin/env", {"python3", "-c", ""}).exitCode != 0) {
+    GTEST_SKIP() << "python3 is not installed";
+  }
+  const char kCanonical[] =
+      "import json, os, sys\n"
+      "for line in open(sys.argv[1], encoding='utf-8'):\n"
+      "  o = json.loads(line)\n"
+      "  for k in ('file', 'a', 'b'):\n"
+      "    if k in o: o[k] = os.path.basename(o[k])\n"
+      "  for p in o.get('errors', []) + o.get('warnings', []): p['message'] = p['message'][:16]\n"
+      "  print(json.dumps(o, sort_keys=True))\n";
+  const std::string a = R"(={"Audio":[{"key":"a","value":"1"},{"key":"b","value":"2"}]})";
+  const Case cases[] = {
+      {{"check", "--format=json", a, R"(={"Audio":[{"key":"a","value":"\u00e9"}]})",
+        "={\"Audio\": [\n  {\"key\": \"a\"}]}", "missing.json"},
+       2,
+       R"({"errors": [], "file": "2.json", "groups": 1, "notes": [], "ok": true, "result": )"
+       R"("KEL_S_OK", "values": 2, "warnings": []})"
+       "\n"
+       R"({"errors": [], "file": "3.json", "groups": 1, "notes": [], "ok": false, "result": )"
+       R"("KEL_S_OK", "values": 1, "warnings": [{"column": 31, "line": 1, "message": )"
+       R"("group \"Audio\", e"}]})"
+       "\n"
+       R"({"errors": [{"column": 3, "line": 2, "message": "group \"Audio\", e"}], "file": )"
+       R"("4.json", "groups": 1, "notes": [], "ok": false, "result": "KEL_E_BADSTATE", )"
+       R"("setBeforeRefusal": 0, "values": 0, "warnings": []})"
+       "\n"
+       R"({"errors": [{"message": "cannot read miss"}], "file": "missing.json", "groups": 0, )"
+       R"("notes": [], "ok": false, "result": null, "values": 0, "warnings": []})"
+       "\n"},
+      {{"diff", "--format", "json", a,
+        "={\"Common\":[{\"key\":\"k\",\"value\":\"caf\xe9\\\"\\tx\"}],\"Audio\":[{\"key\":\"b\","
+        "\"value\":\"3\"}]}"},
+       1,
+       R"({"a": "3.json", "b": "4.json", "differences": [{"change": "removed", "group": )"
+       R"("Audio", "key": "a", "old": "1"}, {"change": "changed", "group": "Audio", "key": )"
+       R"("b", "new": "3", "old": "2"}, {"change": "added", "group": "Common", "key": "k", )"
+       R"("new": "caf\u00e9\"\tx"}], "same": false})"
+       "\n"},
+  };
+  for (const Case& c : cases) {
+    const std::string out = Run({c.args, c.exitCode, ""}).out;
+    const toolstest::ToolRun parsed = toolstest::RunTool(
+        "/usr/bin/env", {"python3", "-c", kCanonical, dir_.Write("out.json", out)});
+    EXPECT_EQ(parsed.out, c.says) << out << parsed.err;
+  }
 }
 
 TEST_F(ConfigTool, TogglesListsTheLibrarysTable) {

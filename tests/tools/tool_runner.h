@@ -2,7 +2,10 @@
 #ifndef MEDIASTORES_TESTS_TOOLS_TOOL_RUNNER_H_
 #define MEDIASTORES_TESTS_TOOLS_TOOL_RUNNER_H_
 
+#include <fcntl.h>
+#include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -11,6 +14,8 @@
 #include <string>
 #include <system_error>
 #include <vector>
+
+extern char** environ;
 
 namespace toolstest {
 
@@ -44,23 +49,33 @@ struct ToolRun {
   std::string err;
 };
 
-// Runs `program` with `args` through the shell, without input, capturing output and errors.
+// Runs `program` with `args`, without input, standard output and error going to files, and
+// waits for it.
 inline ToolRun RunTool(const std::string& program, const std::vector<std::string>& args) {
-  const auto quoted = [](const std::string& word) {
-    std::string text = "'";
-    for (const char c : word)
-      text += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return text + "'";
-  };
   const ScratchDir dir;
-  std::string command = quoted(program);
-  for (const std::string& arg : args)
-    command += " " + quoted(arg);
-  command += " </dev/null >" + quoted(dir.Path("out")) + " 2>" + quoted(dir.Path("err"));
-  const int status = std::system(command.c_str());
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 1, dir.Path("out").c_str(),
+                                   O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  posix_spawn_file_actions_addopen(&actions, 2, dir.Path("err").c_str(),
+                                   O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  std::vector<std::string> argv = {program};
+  argv.insert(argv.end(), args.begin(), args.end());
+  std::vector<char*> raw;
+  for (std::string& arg : argv)
+    raw.push_back(arg.data());
+  raw.push_back(nullptr);
+  int status = -1;
+  pid_t pid = 0;
+  if (posix_spawn(&pid, program.c_str(), &actions, nullptr, raw.data(), environ) != 0 ||
+      waitpid(pid, &status, 0) != pid) {
+    status = -1;
+  }
+  posix_spawn_file_actions_destroy(&actions);
   const auto read = [&dir](const char* name) {
     std::ostringstream text;
-    text << std::ifstream(dir.Path(name)).rdbuf();
+    text << std::ifstream(dir.Path(name), std::ios::binary).rdbuf();
     return text.str();
   };
   return {status != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : -1, read("out"), read("err")};

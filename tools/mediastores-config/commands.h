@@ -1,10 +1,9 @@
-// The commands of mediastores-config. Each takes the arguments after its name and returns the
+// The commands of mediastores-config. Each reads its own options with getopt_long and returns the
 // process exit status.
 #ifndef MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_COMMANDS_H_
 #define MEDIASTORES_TOOLS_MEDIASTORES_CONFIG_COMMANDS_H_
 
 #include <string>
-#include <vector>
 
 namespace msconfig {
 
@@ -15,14 +14,11 @@ enum ExitStatus {
   kExitTrouble = 2,  // bad command line, unreadable file; diff: a document the store refuses
 };
 
-using Args = std::vector<std::string>;
+// The whole program: the tool's own options (--help, --version), then the command with its
+// options and operands.
+int RunTool(int argc, char** argv);
 
-int RunCheck(const Args& args);
-int RunNormalize(const Args& args);
-int RunDiff(const Args& args);
-int RunToggles(const Args& args);
-
-// Help texts: the whole tool, and each command.
+// Help texts: the whole tool, and each command (false for an unknown command).
 void PrintToolHelp();
 bool PrintCommandHelp(const std::string& command);
 

@@ -165,14 +165,18 @@ std::string RoundTripFault(const std::string& text) {
   return "does not read back the same from a dump (the writer does not escape it)";
 }
 
-// Why the library's reader finds no document in `text`. A syntax fault is shown where it is;
-// for a text that is JSON, the reader itself is asked which is the smallest piece it refuses.
-std::string ExplainUnreadable(const std::string& text, const SyntaxScan& scan) {
+// Why the library's reader finds no document in `text`, and where. A syntax fault is shown where
+// it is; for a text that is JSON, the reader itself is asked which is the smallest piece it
+// refuses.
+std::string ExplainUnreadable(const std::string& text, const SyntaxScan& scan,
+                              TextPosition* where) {
   if (scan.faulty) {
+    *where = scan.faultPosition;
     return "not a JSON document the library can read: " + Where(scan.faultPosition) + ": " +
            scan.fault;
   }
   const char root = scan.nodes[0].start;
+  *where = scan.nodes[0].position;
   if (root != '{' && root != '[') {
     return NotAnObject(root == '"' ? "a text"
                        : std::isalpha(static_cast<unsigned char>(root))
@@ -181,6 +185,7 @@ std::string ExplainUnreadable(const std::string& text, const SyntaxScan& scan) {
   }
   for (const JsonNode& node : scan.nodes) {
     if ((node.start == '{' || node.start == '[') && node.depth > json::kMaxNestingDepth) {
+      *where = node.position;
       return "not a JSON document the library can read: " + Where(node.position) +
              ": containers are nested deeper than " + std::to_string(json::kMaxNestingDepth) +
              " levels";
@@ -203,11 +208,39 @@ std::string ExplainUnreadable(const std::string& text, const SyntaxScan& scan) {
       }
     }
   }
+  *where = scan.nodes[at].position;
   return "not a JSON document the library can read: " + Where(scan.nodes[at].position) +
          ": the reader refuses the " + (at == 0 ? "document" : "value that starts here") +
          ", although it is valid JSON (json::Deserialize in mediastores/json/json.h says what "
          "the reader takes)";
 }
+
+// Why an escape above 0x7F is not held as written: the reader keeps only its last two digits.
+std::string WideEscapeFault(const WideEscape& escape) {
+  char text[256];
+  std::snprintf(text, sizeof(text),
+                "holds \\u%04x (%s): the library's reader keeps only its last two hexadecimal "
+                "digits, the single byte 0x%02X, not the character U+%04X; write the character "
+                "itself (UTF-8), not an escape",
+                escape.code, Where(escape.position).c_str(), escape.code & 0xFFu, escape.code);
+  return text;
+}
+
+// Line and column of the byte at `offset`.
+TextPosition PositionOf(const std::string& text, size_t offset) {
+  TextPosition position;
+  for (size_t i = 0; i < offset; ++i) {
+    if (text[i] == '\n') {
+      ++position.line;
+      position.column = 1;
+    } else {
+      ++position.column;
+    }
+  }
+  return position;
+}
+
+const TextPosition kNowhere = {0, 0};
 
 // The check of one document: the library's walk, with a person's view of every fault.
 class Checker {
@@ -217,22 +250,26 @@ class Checker {
   void Run() {
     if (text_.find_first_not_of(" \t\r\n") == std::string::npos) {
       Refuse(std::string("the file is empty: a configuration document is a JSON object such as ") +
-             kExample);
+                 kExample,
+             kNowhere);
       return;
     }
     const ConfigDocument document(text_);
-    const SyntaxScan scan = ScanJsonSyntax(text_);
+    scan_ = ScanJsonSyntax(text_);
     if (document.Fault() == ConfigDocumentFault::kNotAnObject &&
         document.FaultValue().GetType() == json::NULLVal) {
-      Refuse(ExplainUnreadable(text_, scan));
+      TextPosition where;
+      const std::string why = ExplainUnreadable(text_, scan_, &where);
+      Refuse(why, where);
       return;
     }
-    if (scan.faulty) {
+    if (scan_.faulty) {
       report_.notes.push_back(
           "the library's lenient reader takes this text, but it is not strict JSON: " +
-          Where(scan.faultPosition) + ": " + scan.fault);
+          Where(scan_.faultPosition) + ": " + scan_.fault);
     }
-    FindRepeatedGroups(scan);
+    IndexWideEscapes();
+    FindRepeatedGroups();
     if (document.Fault() == ConfigDocumentFault::kNone && document.Groups().empty()) {
       report_.notes.push_back("the document holds no groups: nothing is set");
     }
@@ -240,70 +277,134 @@ class Checker {
       report_.groupMask |= 1u << group;
     for (const ConfigDocumentEntry& entry : document.Entries())
       CheckEntry(entry);
+    report_.groupCount = static_cast<int>(document.Groups().size());
     if (document.Fault() != ConfigDocumentFault::kNone) {
-      Refuse(FaultMessage(document));
+      Refuse(FaultMessage(document), FaultPosition(document));
       return;
     }
-    report_.groupCount = static_cast<int>(document.Groups().size());
     report_.accepted = report_.problem.empty();
   }
 
  private:
-  void Refuse(const std::string& problem) {
+  void Refuse(const std::string& problem, TextPosition where) {
     report_.refusedByStore = true;
     report_.appliedBeforeRefusal = report_.entries.size();
     report_.problem = problem;
+    report_.problemAt = where;
   }
 
   // A later refusal replaces a soft problem; the first soft problem stays otherwise.
-  void Soft(const std::string& problem) {
-    if (report_.problem.empty()) report_.problem = problem;
+  void Soft(const std::string& problem, TextPosition where) {
+    if (!report_.problem.empty()) return;
+    report_.problem = problem;
+    report_.problemAt = where;
+  }
+
+  // The top-level member the reader keeps for `name` (the last of that name), or null.
+  const RootMember* LastMember(const std::string& name) const {
+    for (auto member = scan_.rootMembers.rbegin(); member != scan_.rootMembers.rend(); ++member) {
+      if (member->name == name) return &*member;
+    }
+    return nullptr;
+  }
+
+  // Where entry `index` of group `name` starts, counted as the reader does (nulls dropped).
+  TextPosition EntryPosition(const std::string& name, size_t index) const {
+    const RootMember* member = LastMember(name);
+    if (member == nullptr) return kNowhere;
+    for (size_t i = static_cast<size_t>(member->node) + 1; i < scan_.nodes.size(); ++i) {
+      const JsonNode& node = scan_.nodes[i];
+      if (node.parent != member->node || node.start == 'n') continue;
+      if (index-- == 0) return node.position;
+    }
+    return kNowhere;
+  }
+
+  TextPosition FaultPosition(const ConfigDocument& document) const {
+    const RootMember* member = LastMember(document.FaultGroup());
+    switch (document.Fault()) {
+      case ConfigDocumentFault::kNotAnObject:
+        return scan_.nodes.empty() ? kNowhere : scan_.nodes[0].position;
+      case ConfigDocumentFault::kUnknownGroup:
+        return member != nullptr ? member->position : kNowhere;
+      case ConfigDocumentFault::kGroupNotArray:
+        return member != nullptr && static_cast<size_t>(member->node) < scan_.nodes.size()
+                   ? scan_.nodes[member->node].position
+                   : kNowhere;
+      default:
+        return EntryPosition(document.FaultGroup(), document.FaultIndex());
+    }
+  }
+
+  // The first wide escape of each entry's key and value, in the members the reader keeps.
+  void IndexWideEscapes() {
+    for (const WideEscape& escape : scan_.wideEscapes) {
+      const std::string& name = scan_.rootMembers[escape.member].name;
+      if (LastMember(name) != &scan_.rootMembers[escape.member]) continue;
+      auto& slot = wideEscapes_[{name, escape.entry}];
+      const WideEscape*& first = escape.inKey ? slot.first : slot.second;
+      if (first == nullptr) first = &escape;
+    }
   }
 
   // The reader keeps only the last of two members with one name: the first group's entries are
   // dropped without a word.
-  void FindRepeatedGroups(const SyntaxScan& scan) {
+  void FindRepeatedGroups() {
     std::map<std::string, TextPosition> seen;
-    for (const RootMember& member : scan.rootMembers) {
+    for (const RootMember& member : scan_.rootMembers) {
       const auto first = seen.emplace(member.name, member.position);
       if (first.second) continue;
       Soft("group " + Quoted(member.name) + " appears twice (lines " +
-           std::to_string(first.first->second.line) + " and " +
-           std::to_string(member.position.line) +
-           "): the reader keeps only the last, so the entries of the first are lost; merge them "
-           "into one array");
+               std::to_string(first.first->second.line) + " and " +
+               std::to_string(member.position.line) +
+               "): the reader keeps only the last, so the entries of the first are lost; merge "
+               "them into one array",
+           member.position);
       return;
     }
   }
 
   void CheckEntry(const ConfigDocumentEntry& entry) {
-    const std::string place = EntryPlace(GroupName(entry.group), entry.index);
+    const std::string group = GroupName(entry.group);
+    const std::string place = EntryPlace(group, entry.index);
     for (const std::string& member : entry.ignored) {
       report_.notes.push_back(place + ": member " + Quoted(member) +
                               " is ignored (an entry has only \"key\" and \"value\")");
     }
-    if (entry.key.c_str()[0] == '\0') {
-      Soft(place +
-           ": the \"key\" is empty; the store refuses empty names, so this entry is skipped");
+    const std::string storedKey = entry.key.c_str();
+    const std::string storedValue = entry.value.c_str();
+    if (storedKey.empty()) {
+      SoftAt(entry, place +
+                        ": the \"key\" is empty; the store refuses empty names, so this entry is "
+                        "skipped");
       return;
     }
     const std::string keyPlace = place + ", key " + Quoted(entry.key);
+    const auto wide = wideEscapes_.find({group, entry.index});
     if (const std::string fault = RoundTripFault(entry.key); !fault.empty()) {
-      Soft(keyPlace + ": the key " + fault);
+      SoftAt(entry, keyPlace + ": the key " + fault);
     } else if (const std::string valueFault = RoundTripFault(entry.value); !valueFault.empty()) {
-      Soft(keyPlace + ": the value " + valueFault);
+      SoftAt(entry, keyPlace + ": the value " + valueFault);
+    } else if (wide != wideEscapes_.end()) {
+      const WideEscape& escape =
+          wide->second.first != nullptr ? *wide->second.first : *wide->second.second;
+      Soft(keyPlace + ": the " + (escape.inKey ? "key " : "value ") + WideEscapeFault(escape),
+           escape.position);
     }
-    const std::string storedKey = entry.key.c_str();
-    const std::string storedValue = entry.value.c_str();
     const auto earlier = keys_.find({entry.group, storedKey});
     if (earlier != keys_.end() && earlier->second.second != storedValue) {
-      Soft("group " + Quoted(GroupName(entry.group)) + ": key " + Quoted(storedKey) +
-           " appears in entry " + std::to_string(earlier->second.first + 1) + " and entry " +
-           std::to_string(entry.index + 1) + " with different values; the store keeps the last (" +
-           Quoted(storedValue) + ")");
+      SoftAt(entry, "group " + Quoted(group) + ": key " + Quoted(storedKey) + " appears in entry " +
+                        std::to_string(earlier->second.first + 1) + " and entry " +
+                        std::to_string(entry.index + 1) +
+                        " with different values; the store keeps the last (" + Quoted(storedValue) +
+                        ")");
     }
     keys_[{entry.group, storedKey}] = {entry.index, storedValue};
     report_.entries.push_back({static_cast<uint32_t>(entry.group), storedKey, storedValue});
+  }
+
+  void SoftAt(const ConfigDocumentEntry& entry, const std::string& problem) {
+    if (report_.problem.empty()) Soft(problem, EntryPosition(GroupName(entry.group), entry.index));
   }
 
   static std::string FaultMessage(const ConfigDocument& document) {
@@ -342,6 +443,10 @@ class Checker {
 
   const std::string& text_;
   CheckReport& report_;
+  SyntaxScan scan_;
+  // By group name and entry index: the first wide escape in the entry's key and in its value.
+  std::map<std::pair<std::string, size_t>, std::pair<const WideEscape*, const WideEscape*>>
+      wideEscapes_;
   // Keys set so far, by group and key: the entry's index and value.
   std::map<std::pair<uint32_t, std::string>, std::pair<size_t, std::string>> keys_;
 };
@@ -350,7 +455,22 @@ class Checker {
 
 CheckReport CheckConfigDocument(const std::string& text) {
   CheckReport report;
-  Checker(text, &report).Run();
+  const size_t nul = text.find('\0');
+  if (nul == std::string::npos) {
+    Checker(text, &report).Run();
+    return report;
+  }
+  // ApplyKelConfigs takes a C string: the store sees the text before the first NUL byte only,
+  // and the verdict on what it does is that of this text.
+  const std::string seen = text.substr(0, nul);
+  Checker(seen, &report).Run();
+  if (!report.problem.empty()) {
+    report.notes.push_back("in the text before the NUL byte: " + report.problem);
+  }
+  report.accepted = false;
+  report.problemAt = PositionOf(text, nul);
+  report.problem = "the library reads only the first " + std::to_string(nul) +
+                   " bytes: a NUL byte ends the text (" + Where(report.problemAt) + ")";
   return report;
 }
 

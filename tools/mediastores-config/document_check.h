@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/mediastores-config/json_syntax.h"
+
 namespace msconfig {
 
 // One entry of a document, as the store would hold it.
@@ -27,12 +29,15 @@ struct CheckReport {
   bool refusedByStore = false;
   // With a refusal: how many entries the store had set before it stopped (they stay set).
   size_t appliedBeforeRefusal = 0;
-  // The first problem, in words a person can act on (empty when accepted).
+  // The first problem, in words a person can act on (empty when accepted), and where in the text
+  // it is (line 0 when it has no one place).
   std::string problem;
+  TextPosition problemAt = {0, 0};
   // Remarks that do not stop the document (members the store ignores, an empty document).
   std::vector<std::string> notes;
   // What the store would hold, in the order it applies them (the last of a repeated key wins).
   std::vector<DocumentEntry> entries;
+  // The groups the walk went into (up to a refusal).
   int groupCount = 0;
   // Bit g set for every group g the document names.
   uint32_t groupMask = 0;

@@ -38,7 +38,8 @@ class Scanner {
     int node;
     bool object;
     bool first;          // nothing read in it yet
-    std::string member;  // the name of the object's last member, for messages
+    std::string member;  // the name of the object's last member
+    size_t count = 0;    // elements of an array so far, without nulls (the reader drops them)
   };
 
   bool AtEnd() const { return pos_ >= text_.size(); }
@@ -105,6 +106,7 @@ class Scanner {
       }
     }
     open.first = false;
+    if (!open.object) ++open.count;
     const int container = open.node;
     if (open.object) {
       if (Peek() == '\'') {
@@ -115,9 +117,12 @@ class Scanner {
       }
       const TextPosition namePosition = here_;
       const size_t nameBegin = pos_ + 1;
-      if (!String()) return false;
+      if (!String(false)) return false;
       open.member = text_.substr(nameBegin, pos_ - 1 - nameBegin);
-      if (container == 0) result_.rootMembers.push_back({open.member, namePosition});
+      if (container == 0) {
+        result_.rootMembers.push_back({open.member, namePosition, -1});
+        result_.rootMembers.back().node = static_cast<int>(result_.nodes.size());
+      }
       SkipBlanks();
       if (Peek() != ':') {
         return Fail("expected ':' after the member name \"" + open.member + "\" but found " +
@@ -146,7 +151,7 @@ class Scanner {
       open_.push_back({index, c == '{', true, std::string()});
       return true;
     } else if (c == '"') {
-      read = String();
+      read = String(true);
     } else if (c == '-' || IsDigit(c)) {
       read = Number();
     } else if (std::isalpha(static_cast<unsigned char>(c))) {
@@ -161,7 +166,8 @@ class Scanner {
     return read;
   }
 
-  bool String() {
+  // A text; `isValue` when it is a value rather than a member name.
+  bool String(bool isValue) {
     const TextPosition start = here_;
     Advance();  // opening quote
     for (;;) {
@@ -174,22 +180,39 @@ class Scanner {
       if (static_cast<unsigned char>(c) < 0x20) {
         return Fail("a control character (" + Found() + ") must be written as an escape");
       }
+      const TextPosition escape = here_;
       Advance();
       if (c != '\\') continue;
       const char e = Peek();
       if (e == 'u') {
         Advance();
+        unsigned code = 0;
         for (int i = 0; i < 4; ++i, Advance()) {
-          if (!std::isxdigit(static_cast<unsigned char>(Peek()))) {
+          const char digit = Peek();
+          if (!std::isxdigit(static_cast<unsigned char>(digit))) {
             return Fail("'\\u' must be followed by four hexadecimal digits");
           }
+          code = code * 16 + static_cast<unsigned>(
+                                 IsDigit(digit)
+                                     ? digit - '0'
+                                     : std::tolower(static_cast<unsigned char>(digit)) - 'a' + 10);
         }
+        if (isValue && code > 0x7F) NoteWideEscape(escape, code);
       } else if (e != '\0' && std::string("\"\\/bfnrt").find(e) != std::string::npos) {
         Advance();
       } else if (!AtEnd()) {
         return Fail("unknown escape: '\\' followed by " + Found());
       }
     }
+  }
+
+  // Keeps a wide escape met in the "key" or "value" of an entry of a group.
+  void NoteWideEscape(TextPosition where, unsigned code) {
+    if (open_.size() != 3 || !open_[0].object || open_[1].object || !open_[2].object) return;
+    const std::string& member = open_[2].member;
+    if (member != "key" && member != "value") return;
+    result_.wideEscapes.push_back(
+        {where, code, result_.rootMembers.size() - 1, open_[1].count - 1, member == "key"});
   }
 
   bool Digits(const char* missing) {
@@ -226,6 +249,7 @@ class Scanner {
       word.push_back(Peek());
       Advance();
     }
+    if (word == "null" && !open_.empty() && !open_.back().object) --open_.back().count;
     if (word == "true" || word == "false" || word == "null") return true;
     return FailAt(start, "unknown word '" + word +
                              "': texts must be in double quotes, and the only words are true, "

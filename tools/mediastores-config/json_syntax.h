@@ -31,6 +31,17 @@ struct JsonNode {
 struct RootMember {
   std::string name;
   TextPosition position;
+  int node = -1;  // the node of its value
+};
+
+// A \u escape above 0x7F in the "key" or "value" of an entry (an object in an array that is the
+// value of a top-level member). The library's reader keeps one byte of it, not the character.
+struct WideEscape {
+  TextPosition position;  // of the backslash
+  unsigned code = 0;      // the four hexadecimal digits
+  size_t member = 0;      // the top-level member: its index in rootMembers
+  size_t entry = 0;       // the entry's index in the array as the reader counts (nulls dropped)
+  bool inKey = false;     // in "key", else in "value"
 };
 
 struct SyntaxScan {
@@ -41,6 +52,7 @@ struct SyntaxScan {
   // Every value met before the fault, in the order of the text (the document first).
   std::vector<JsonNode> nodes;
   std::vector<RootMember> rootMembers;
+  std::vector<WideEscape> wideEscapes;
 };
 
 // Scans `text` against the JSON grammar, at any depth, up to the first fault.
