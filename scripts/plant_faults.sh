@@ -70,29 +70,31 @@ cmake -S "$tree" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   cmake --build "$build" -j2 >"$log/build.txt" 2>&1 ||
   { echo "the unchanged copy does not build: see $log/build.txt" >&2; exit 2; }
 
-# Every named test must exist and pass before anything is planted.
-regexes=()
+# Every named test must exist and pass before anything is planted. A fault rebuilds only the
+# test programs that hold its named tests (and what they depend on).
+regexes=() targets=()
 for line in "${faults[@]}"; do
   IFS=$'\t' read -r id file expr regex description <<<"$line"
-  if ! ctest --test-dir "$build" -N -R "$regex" | grep -q '^ *Test *#'; then
-    echo "$id: no test matches '$regex'" >&2; exit 2
-  fi
+  programs=$(ctest --test-dir "$build" -N -V -R "$regex" |
+    sed -n 's|^[0-9]*: Test command: \([^ ]*\).*|\1|p' | xargs -r -n1 basename | sort -u)
+  if [ -z "$programs" ]; then echo "$id: no test matches '$regex'" >&2; exit 2; fi
   regexes+=("($regex)")
+  targets+=("$(echo $programs)")
 done
 all=$(IFS='|'; echo "${regexes[*]}")
 ctest --test-dir "$build" -j2 --timeout 300 -R "$all" >"$log/baseline.txt" 2>&1 ||
   { echo "named tests fail without any fault: see $log/baseline.txt" >&2; exit 2; }
 
 results=() missed=0
-for line in "${faults[@]}"; do
-  IFS=$'\t' read -r id file expr regex description <<<"$line"
+for i in "${!faults[@]}"; do
+  IFS=$'\t' read -r id file expr regex description <<<"${faults[$i]}"
   echo "planting $id" >&2
   target=$tree/$file saved=$log/$id.orig catcher='-'
   cp -p "$target" "$saved"
   sed -i -e "$expr" "$target"
   if cmp -s "$target" "$saved"; then
     result=NOT-APPLIED
-  elif ! cmake --build "$build" -j2 >"$log/$id.build.txt" 2>&1; then
+  elif ! cmake --build "$build" -j2 --target ${targets[$i]} >"$log/$id.build.txt" 2>&1; then
     result=NOT-CAUGHT-BUILD-ERROR
   elif ctest --test-dir "$build" -j2 --timeout 300 -R "$regex" >"$log/$id.ctest.txt" 2>&1; then
     result=NOT-CAUGHT
