@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -47,15 +48,12 @@ TEST(JsonReaderTest, ClassifiesScalarTokens) {
       {"Null", json::NULLVal, 0, 0, 0, 0, false},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.token);
     const json::Value v = Member(c.token);
-    EXPECT_EQ(v.GetType(), c.type);
-    EXPECT_EQ(v.ToInt64(), c.int64View);
-    EXPECT_EQ(v.ToInt(), c.intView);
-    EXPECT_EQ(v.ToUInt(), c.uintView);
-    EXPECT_DOUBLE_EQ(v.ToDouble(), c.doubleView);
-    EXPECT_FLOAT_EQ(v.ToFloat(), static_cast<float>(c.doubleView));
-    EXPECT_EQ(v.ToBool(), c.boolView);
+    EXPECT_EQ(std::make_tuple(v.GetType(), v.ToInt64(), v.ToInt(), v.ToUInt(), v.ToDouble(),
+                              v.ToFloat(), v.ToBool()),
+              std::make_tuple(c.type, c.int64View, c.intView, c.uintView, c.doubleView,
+                              static_cast<float>(c.doubleView), c.boolView))
+        << c.token;
   }
 }
 

@@ -1,7 +1,6 @@
 // json::Value, json::Object and json::Array: views, typed access, merge and equality; and
 // json::Serialize, their compact text.
 #include <cmath>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -46,15 +45,13 @@ TEST(JsonValueTest, SizeClearAndMembers) {
   EXPECT_EQ(doc.ToInt(), 1);
 }
 
+// The misuse of a typed accessor ends the process, naming the accessor and the type it requires.
 TEST(JsonValueDeathTest, TypedAccessOnTheWrongTypeEndsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const json::Value number(1);
-  const std::pair<std::function<void()>, std::string> cases[] = {
-      {[&] { (void)json::Value()["k"]; }, "operator\\[\\]: Assertion `mValueType == ObjectVal'"},
-      {[&] { (void)number.ToObject(); }, "ToObject: Assertion `mValueType == ObjectVal'"},
-  };
-  for (const auto& [misuse, message] : cases)
-    EXPECT_DEATH(misuse(), message + " failed");
+  EXPECT_DEATH((void)json::Value()["k"],
+               "operator\\[\\]: Assertion `mValueType == ObjectVal' failed");
+  EXPECT_DEATH((void)json::Value(1).ToObject(),
+               "ToObject: Assertion `mValueType == ObjectVal' failed");
 }
 
 TEST(JsonValueTest, MergesObjectsMemberByMember) {
@@ -130,18 +127,6 @@ TEST(JsonWriterTest, WritesCompactText) {
   };
   for (const auto& [value, text] : cases)
     EXPECT_EQ(json::Serialize(value), text);
-}
-
-// Writing, and destroying, a value nested far deeper than the reader accepts.
-TEST(JsonWriterTest, WritesDeepValuesWithoutRecursion) {
-  constexpr int kDepth = 100000;
-  json::Value deep = ArrayOf({});
-  for (int i = 1; i < kDepth; ++i) {
-    json::Array wrapper;
-    wrapper.push_back(std::move(deep));
-    deep = json::Value(std::move(wrapper));
-  }
-  EXPECT_EQ(json::Serialize(deep), std::string(kDepth, '[') + std::string(kDepth, ']'));
 }
 
 }  // namespace

@@ -16,34 +16,29 @@ using eventtest::FnEvent;
 // runs what is queued, events posted by events included, and every event is disposed of.
 TEST(EventThreadTest, PostedEventsRunInPriorityOrderAndDrainAtDestruction) {
   std::atomic<int> disposed{0};
-  std::vector<int> order;  // touched on the worker only, read after it stopped
-  uint64_t workerId = 0, ranOn = 0;
+  std::vector<uint64_t> ran;  // value, then thread: touched on the worker only, read after it ends
+  auto event = [&ran, &disposed](uint64_t value) {
+    return new FnEvent(
+        [&ran, value] {
+          ran.insert(ran.end(), {value, GetThreadSelfId()});
+        },
+        &disposed);
+  };
+  uint64_t workerId = 0;
   eventtest::Signal open;  // outlives the worker
   {
     COxEventThread worker;
     workerId = worker.GetThreadId();
     IOxEventQueue* queue = worker.GetEventQueue();
     eventtest::HoldQueue(worker, open);  // the following posts queue up behind it
-    for (const auto& [value, priority] :
-         {std::pair<int, uint32_t>{1, 128}, {2, 128}, {3, 200}, {4, 10}}) {
-      EXPECT_EQ(queue->PostEvent(new FnEvent(
-                                     [&, value = value] {
-                                       order.push_back(value), ranOn = GetThreadSelfId();
-                                       if (value != 4) return;
-                                       auto* last =
-                                           new FnEvent([&] { order.push_back(5); }, &disposed);
-                                       queue->PostEvent(last, 255);
-                                     },
-                                     &disposed),
-                                 priority),
-                0);
-    }
+    for (const auto& [value, priority] : {std::pair<int, uint32_t>{1, 128}, {2, 128}, {3, 200}})
+      EXPECT_EQ(queue->PostEvent(event(value), priority), 0);
+    queue->PostEvent(new FnEvent([=] { queue->PostEvent(event(5), 255); }, &disposed), 10);
     EXPECT_EQ(queue->PostEvent(nullptr, 128), -1);
     open.Set();
   }
-  EXPECT_EQ(order, (std::vector<int>{3, 1, 2, 4, 5}));
+  EXPECT_EQ(ran, (std::vector<uint64_t>{3, workerId, 1, workerId, 2, workerId, 5, workerId}));
   EXPECT_EQ(disposed.load(), 5);
-  EXPECT_EQ(ranOn, workerId);
   EXPECT_NE(workerId, GetThreadSelfId());
 }
 

@@ -21,14 +21,9 @@ const int kCheckNameAssertLine = __LINE__ - 3;
 const char* EmitEveryKind() {
   KEL_TRACE_ERROR("Error parameters");
   KEL_TRACE_WARN(", level=" << 2);
-  KEL_TRACE_INFO(", "
-                 << "counts"
-                 << "=" << 2 << TraceCid{7} << TraceThis{nullptr});
+  KEL_TRACE_INFO(", counts=" << 2 << TraceCid{7} << TraceThis{nullptr});
   EXPECT_EQ(CheckName(nullptr), -1);
-  KEL_FUNC_TRACER("kelStore::CleanUpKelConfig", 881,
-                  ", "
-                      << "callId"
-                      << "=" << 5);
+  KEL_FUNC_TRACER("kelStore::CleanUpKelConfig", 881, ", callId=" << 5);
   return nullptr;
 }
 

@@ -39,18 +39,17 @@ class ConstraintTest : public ::testing::Test {
     safe_init_logger(savedLevel_, savedLog_);
   }
 
+  // Each handler call is recorded as "message (error)", marked when its pointer is not null or
+  // errno is not yet set to the error number.
   static void Run(const std::vector<RoutineCase>& cases) {
     const std::string initial = "abcdef\0hijklmnopqrstuvwxyzABCDEF"s;
     for (const RoutineCase& c : cases) {
-      calls().clear();
+      calls_.clear();
       errno = 0;
       std::string buffer = initial;
       EXPECT_EQ(c.call(buffer.data()), c.rc) << c.text;
-      // Each handler call as "message (error)", marked when its pointer is not null or errno is
-      // not yet set to the error number.
-      EXPECT_EQ(calls(), c.msg
-                             ? std::vector<std::string>{c.msg + " ("s + std::to_string(c.rc) + ")"}
-                             : std::vector<std::string>{})
+      EXPECT_EQ(calls_, c.msg ? std::vector<std::string>{c.msg + " ("s + std::to_string(c.rc) + ")"}
+                              : std::vector<std::string>{})
           << c.text;
       EXPECT_EQ(errno, c.msg ? c.rc : 0) << c.text;
       EXPECT_EQ(buffer, std::string(initial).replace(c.at, c.written.size(), c.written)) << c.text;
@@ -58,15 +57,12 @@ class ConstraintTest : public ::testing::Test {
   }
 
  private:
-  static std::vector<std::string>& calls() {
-    static std::vector<std::string> recorded;
-    return recorded;
-  }
   static void Record(const char* msg, void* ptr, int error) {
-    calls().push_back(msg + " ("s + std::to_string(error) + ")" +
-                      (ptr != nullptr || errno != error ? " with a pointer or errno unset" : ""));
+    calls_.push_back(msg + " ("s + std::to_string(error) + ")" +
+                     (ptr != nullptr || errno != error ? " with a pointer or errno unset" : ""));
   }
 
+  static inline std::vector<std::string> calls_;
   const unsigned savedLevel_ = safe_desired_log_lvl;
   const safe_log_func_t savedLog_ = safe_log_func;
   constraint_handler_t savedHandler_ = nullptr;

@@ -71,8 +71,7 @@ TEST(MediastoresRegistry, TypePicksTheClass) {
     IKelMediaInfo* info = type == 1 || type == 2
                               ? static_cast<IKelMediaInfo*>(static_cast<IKelVideoInfo*>(p))
                               : static_cast<IKelAudioInfo*>(p);
-    EXPECT_EQ(typeid(*info), *classes[type]);
-    EXPECT_EQ(info->GetCallId(), 7002u);
+    EXPECT_TRUE(typeid(*info) == *classes[type] && info->GetCallId() == 7002u) << type;
     EXPECT_EQ(releaseMediastoresEntity(type, 7002, p), 0);
   }
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <tuple>
 
 #include "mediastores/mediastores.h"
 
@@ -33,13 +34,11 @@ TYPED_TEST(TimerFactTest, ElapsedAndOvertimeInEachUnit) {
       {max - 500, 2000, 2500, 2 - (max - 500) / 1000, 0 - (max - 500) / 1000000},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "tag=" << c.tag << " now=" << c.now);
     Timer::MockNow(static_cast<unsigned long long>(c.now));
     Timer t(c.tag);
-    EXPECT_EQ(t.latest_tag(), c.tag == -1 ? c.now : c.tag);
-    EXPECT_EQ(t.elapsed(), c.us);
-    EXPECT_EQ(t.elapsed_mills(), c.ms);
-    EXPECT_EQ(t.elapsed_sec(), c.sec);
+    EXPECT_EQ(std::make_tuple(t.latest_tag(), t.elapsed(), t.elapsed_mills(), t.elapsed_sec()),
+              std::make_tuple(c.tag == -1 ? c.now : c.tag, c.us, c.ms, c.sec))
+        << c.tag << " " << c.now;
     EXPECT_TRUE(t.overtime(c.us) && t.overtime_mills(c.ms) && t.overtime_sec(c.sec));
     EXPECT_FALSE(t.overtime(c.us + 1) || t.overtime_mills(c.ms + 1) || t.overtime_sec(c.sec + 1));
     t.reset();
