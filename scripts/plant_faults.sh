@@ -90,6 +90,9 @@ for i in "${!faults[@]}"; do
   IFS=$'\t' read -r id file expr regex description <<<"${faults[$i]}"
   echo "planting $id" >&2
   target=$tree/$file saved=$log/$id.orig catcher='-'
+  if [ ! -f "$target" ]; then
+    missed=$((missed + 1)) && results+=("$id"$'\t'"$description"$'\t-\tNOT-APPLIED') && continue
+  fi
   cp -p "$target" "$saved"
   sed -i -e "$expr" "$target"
   if cmp -s "$target" "$saved"; then
