@@ -59,9 +59,12 @@ std::vector<Field> LayerFields(std::vector<Field> fields, int i, char by) {
       fields.push_back(Field{L(i, c.layer), Image(bytes + c.stream, bytes + c.stream + c.length)});
   }
   fields.insert(fields.end(), {F(L(i, 184), s.field_at_300), F(L(i, 188), s.field_at_304)});
-  if (by == 'O') return fields.push_back(F(L(i, 176), 104)), fields;
-  fields.insert(fields.end(), {F(L(i, 40), static_cast<float>(s.field_at_56)),
-                               F(L(i, 44), static_cast<float>(s.field_at_48))});
+  if (by == 'O') {
+    fields.push_back(F(L(i, 176), 104));  // the codec, mapped
+  } else {
+    fields.push_back(F(L(i, 40), static_cast<float>(s.field_at_56)));
+    fields.push_back(F(L(i, 44), static_cast<float>(s.field_at_48)));
+  }
   return fields;
 }
 
