@@ -1,41 +1,29 @@
 // The word copies behind every statistics read and whole-record write, at every alignment a
-// record can have and every size up to beyond the largest record.
+// record can have and every size up to beyond the largest record: each moves exactly its bytes.
 #include <gtest/gtest.h>
 
 #include "mediaengine/mediastores/src/stats/kel_stats_access.h"
-#include "mediastores/mediastores.h"
 #include "tests/stats/stats_image.h"
-
-namespace {
 
 namespace sa = kelStore::statsaccess;
 
-TEST(StatsAccess, CopiesMatchMemcpyAtEveryAlignmentAndSize) {
+TEST(StatsAccess, CopiesMoveExactlyTheirBytesAtEveryAlignmentAndSize) {
   alignas(64) unsigned char shared[2200];
   const Image pattern = PatternImage(sizeof(shared), 7);
-  for (size_t offset = 0; offset < 64; offset += 4) {
-    for (size_t size = 4; size + offset <= sizeof(shared); size += (size < 300 ? 4 : 252)) {
-      SCOPED_TRACE(testing::Message() << "offset " << offset << " size " << size);
+  auto all = [&] { return Image(shared, shared + sizeof(shared)); };
+  for (size_t at = 0; at < 64; at += 4) {
+    for (size_t size = 4; size + at <= sizeof(shared); size += (size < 300 ? 4 : 252)) {
       std::memcpy(shared, pattern.data(), sizeof(shared));
-      // What a copy-in, zeroing or copy-out at `offset` must leave: no byte outside it changes.
-      auto expect = [&](const Image& inside) {
-        Image all = pattern;
-        std::copy(inside.begin(), inside.end(), all.begin() + offset);
-        EXPECT_EQ(Image(shared, shared + sizeof(shared)), all);
-      };
+      const Image source = PatternImage(size, 9), expected(&pattern[at], &pattern[at + size]);
       Image out(size + 2, 0xEE), words(size);
-      sa::CopyOut(out.data() + 1, shared + offset, size);
-      sa::CopyOutWords(words.data(), shared + offset, size);
-      const Image expected(pattern.begin() + offset, pattern.begin() + offset + size);
-      EXPECT_EQ(out, Patch(Image(size + 2, 0xEE), {Field{1, expected}}));
-      EXPECT_EQ(words, expected);
-      const Image source = PatternImage(size, 9);
-      sa::CopyIn(shared + offset, source.data(), size);
-      expect(source);
-      sa::Zero(shared + offset, size);
-      expect(Image(size, 0));
+      sa::CopyOut(out.data() + 1, shared + at, size);  // into any alignment
+      sa::CopyOutWords(words.data(), shared + at, size);
+      EXPECT_EQ(out, Patch(Image(size + 2, 0xEE), {Field{1, expected}})) << at << " " << size;
+      EXPECT_EQ(words, expected) << at << " " << size;
+      sa::CopyIn(shared + at, source.data(), size);
+      EXPECT_EQ(all(), Patch(pattern, {Field{at, source}})) << at << " " << size;
+      sa::Zero(shared + at, size);
+      EXPECT_EQ(all(), Patch(pattern, {Field{at, Image(size, 0)}})) << at << " " << size;
     }
   }
 }
-
-}  // namespace

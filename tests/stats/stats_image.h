@@ -1,12 +1,15 @@
-// Byte images of statistics records for the statistics tests: read and patch fields at byte
+// Statistics records as byte images for the statistics tests: fields read and patched at byte
 // positions, independent of the record structs.
 #ifndef MEDIASTORES_TESTS_STATS_STATS_IMAGE_H_
 #define MEDIASTORES_TESTS_STATS_STATS_IMAGE_H_
 
-#include <cstddef>
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <cstring>
 #include <vector>
+
+#include "mediastores/mediastores.h"
 
 using Image = std::vector<unsigned char>;
 
@@ -17,7 +20,7 @@ T ReadAt(const Image& image, size_t position) {
   return value;
 }
 
-// An image of `size` bytes with a recognisable pattern that differs per `seed`.
+// `size` bytes of a pattern that differs per `seed`.
 inline Image PatternImage(size_t size, unsigned seed) {
   Image image(size);
   for (size_t i = 0; i < size; ++i)
@@ -25,24 +28,32 @@ inline Image PatternImage(size_t size, unsigned seed) {
   return image;
 }
 
-// A field's bytes at a byte position, and patching an image with a list of them at `base`.
+// A field: its byte position and its bytes. F(8, 64000u) is a 32-bit field at 8.
 struct Field {
   size_t position;
-  std::vector<unsigned char> bytes;
+  Image bytes;
 };
 template <typename T>
 Field F(size_t position, const T& value) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(&value);
-  return Field{position, std::vector<unsigned char>(bytes, bytes + sizeof(T))};
+  return Field{position, Image(bytes, bytes + sizeof(T))};
 }
-// Fields of one width: U32(8, 64000).
-inline constexpr Field (*U8)(size_t, const uint8_t&) = &F<uint8_t>;
-inline constexpr Field (*I32)(size_t, const int32_t&) = &F<int32_t>;
-inline constexpr Field (*U32)(size_t, const uint32_t&) = &F<uint32_t>;
-inline constexpr Field (*U64)(size_t, const uint64_t&) = &F<uint64_t>;
-inline Image Patch(Image image, const std::vector<Field>& fields, size_t base = 0) {
+inline Image Patch(Image image, const std::vector<Field>& fields) {
   for (const Field& f : fields)
-    std::memcpy(image.data() + base + f.position, f.bytes.data(), f.bytes.size());
+    std::memcpy(image.data() + f.position, f.bytes.data(), f.bytes.size());
+  return image;
+}
+
+// Everything an audio object reports, read without resetting: the transmit record, the 20
+// receive records from kAudioRx and the 20 synchronisation records from kAudioSync.
+constexpr size_t kAudioRx = 260, kAudioSync = 21 * 260, kAudioAll = kAudioSync + 20 * 120;
+inline Image AudioState(kelStore::IKelAudioInfo& audio) {
+  Image image(kAudioAll);
+  EXPECT_EQ(audio.GetTxMediaInfo(image.data(), false), KEL_S_OK);
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(audio.GetRxAudioInfo(&image[kAudioRx + 260 * i], i, false), KEL_S_OK);
+    EXPECT_EQ(audio.GetAVSyncInfo(&image[kAudioSync + 120 * i], i), KEL_S_OK);
+  }
   return image;
 }
 

@@ -11,28 +11,22 @@ namespace {
 std::mutex g_mutex;
 std::vector<CapturedTrace> g_lines;
 std::atomic<int> g_assertions{0};
-
-void CaptureSink(int level, const char* module, const char* text, int length) {
-  std::lock_guard<std::mutex> lock(g_mutex);
-  g_lines.push_back(CapturedTrace{level, module != nullptr ? module : "",
-                                  std::string(text, length > 0 ? static_cast<size_t>(length) : 0)});
-}
-
-void CountAssertion() {
-  g_assertions.fetch_add(1);
-}
-
 util_trace_sink_t g_previousSink = nullptr;
 ox_assertion_handler_t g_previousHandler = nullptr;
 uint32_t g_previousMask = 1;
+
+void Capture(int level, const char* module, const char* text, int length) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_lines.push_back({level, module ? module : "", std::string(text, length > 0 ? length : 0)});
+}
 
 }  // namespace
 
 TraceCapture::TraceCapture(uint32_t mask) {
   Clear();
   g_previousMask = get_external_trace_mask();
-  g_previousSink = set_util_trace_sink(&CaptureSink);
-  g_previousHandler = set_ox_assertion_handler(&CountAssertion);
+  g_previousSink = set_util_trace_sink(&Capture);
+  g_previousHandler = set_ox_assertion_handler([] { ++g_assertions; });
   set_external_trace_mask(mask);
 }
 
@@ -47,35 +41,27 @@ std::vector<CapturedTrace> TraceCapture::Lines() const {
   return g_lines;
 }
 
-std::vector<std::string> TraceCapture::Texts() const {
-  std::vector<std::string> texts;
-  for (const CapturedTrace& line : Lines())
-    texts.push_back(line.text);
-  return texts;
-}
-
 std::vector<std::string> TraceCapture::TextsAtLevel(int level) const {
   std::vector<std::string> texts;
   for (const CapturedTrace& line : Lines()) {
-    if (line.level == level) texts.push_back(line.text);
+    if (level < 0 || line.level == level) texts.push_back(line.text);
   }
   return texts;
 }
 
 int TraceCapture::CountContaining(const std::string& fragment) const {
   int count = 0;
-  for (const CapturedTrace& line : Lines()) {
-    if (line.text.find(fragment) != std::string::npos) ++count;
-  }
+  for (const std::string& text : Texts())
+    count += text.find(fragment) != std::string::npos;
   return count;
 }
 
 int TraceCapture::AssertionCount() const {
-  return g_assertions.load();
+  return g_assertions;
 }
 
 void TraceCapture::Clear() {
   std::lock_guard<std::mutex> lock(g_mutex);
   g_lines.clear();
-  g_assertions.store(0);
+  g_assertions = 0;
 }

@@ -27,9 +27,8 @@ class TraceCapture {
   TraceCapture& operator=(const TraceCapture&) = delete;
 
   std::vector<CapturedTrace> Lines() const;
-  // The texts of all captured lines, in order.
-  std::vector<std::string> Texts() const;
-  // The texts of the lines of one level.
+  // The texts of all captured lines, or of the lines of one level, in order.
+  std::vector<std::string> Texts() const { return TextsAtLevel(-1); }
   std::vector<std::string> TextsAtLevel(int level) const;
   // Number of captured lines whose text contains `fragment`.
   int CountContaining(const std::string& fragment) const;
