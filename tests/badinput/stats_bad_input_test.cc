@@ -3,9 +3,11 @@
 // documented result and the figures already written stay as they were.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "mediaengine/mediastores/src/stats/kel_audio_info.h"
@@ -110,18 +112,22 @@ TEST(StatsBadInput, VideoObjectIgnoresBadLayersCountsAndNullArrays) {
     video.UpdateVideoEncIdrSentAndReasonCnt(6, streams, n);
     EXPECT_TRUE(std::equal(tx.begin(), tx.begin() + 1440, state().begin())) << n;
   }
-  // Null arrays, counts below 1 and target frame rates for other than 1 to 6 layers change
-  // nothing; counts beyond six reach the six layers only.
+  // Null arrays, counts below 1 and target frame rates for other than 1 to 6 layers change no
+  // layer; the layer count and the IDR totals beside a null array are still stored. Counts
+  // beyond six reach the six layers only.
   ASSERT_EQ(video.UpdateTxMediaInfo(tx.data()), KEL_S_OK);
-  video.UpdateStreamsInfo(nullptr, 3), video.UpdateOneVideoLayerInfo(nullptr, 0, true, 9);
+  video.UpdateStreamsInfo(nullptr, 0), video.UpdateOneVideoLayerInfo(nullptr, 0, true, 9);
   video.UpdateVideoConfigureChange(nullptr, 3), video.UpdateVideoEncIdrReqNum(5, nullptr, 0, true);
-  video.UpdateVideoEncIdrSentAndReasonCnt(5, nullptr, 0), video.UpdateProfile(nullptr, 3);
+  video.UpdateVideoEncIdrSentAndReasonCnt(7, nullptr, 0), video.UpdateProfile(nullptr, 3);
   video.UpdateFBufferOcuppiedVideo(nullptr, 0), video.UpdateEncodeControlTargetFps(nullptr, 3);
   for (int count : {0, -1})
     video.UpdateProfile(profiles, count), video.UpdateVideoConfigureChange(streams, count);
   for (int count : {0, -1, 7})
     video.UpdateEncodeControlTargetFps(values, count);
-  EXPECT_EQ(state(), tx);
+  EXPECT_EQ(state(), Patch(tx, {F(1440, int32_t{0}), F(1464, 5u), F(1468, 7u)}));
+  video.UpdateStreamsInfo(nullptr, 3);
+  EXPECT_EQ(ReadAt<int32_t>(state(), 1440), 3);
+  ASSERT_EQ(video.UpdateTxMediaInfo(tx.data()), KEL_S_OK);
   video.UpdateProfile(profiles, 7);
   const Image seven = state();
   ASSERT_EQ(video.UpdateTxMediaInfo(tx.data()), KEL_S_OK);
@@ -136,6 +142,41 @@ TEST(StatsBadInput, VideoObjectIgnoresBadLayersCountsAndNullArrays) {
   EXPECT_EQ(video.GetTxMediaInfo(nullptr, true), KEL_E_BADSTATE);
   EXPECT_EQ(video.GetRxMediaInfo(read.data(), true), KEL_E_BADSTATE);
   EXPECT_EQ(video.UpdateRxMediaInfo(read.data()), KEL_E_BADSTATE);
+}
+
+std::vector<std::string> g_constraints;
+void RecordConstraint(const char* msg, void*, int) {
+  g_constraints.push_back(msg);
+}
+
+// A whole-record write goes through the bounds-checked copy: a source that overlaps the record
+// from below or starts inside it is refused through the constraint handler and the record stays
+// as it was; the record itself as source copies nothing. Each write still answers KEL_S_OK.
+template <typename Object>
+void CheckOverlappingWrites(size_t size) {
+  Object object(kCall);
+  Image pattern = PatternImage(size, 9), read(size);
+  ASSERT_EQ(object.UpdateTxMediaInfo(pattern.data()), KEL_S_OK);
+  auto* bytes = reinterpret_cast<unsigned char*>(&object);
+  unsigned char* record =
+      std::search(bytes, bytes + sizeof(Object), pattern.begin(), pattern.end());
+  ASSERT_NE(record, bytes + sizeof(Object));
+  const constraint_handler_t saved = set_constraint_handler_s(&RecordConstraint);
+  for (unsigned char* src : {record - 4, record + 4, record}) {
+    g_constraints.clear();
+    EXPECT_EQ(object.UpdateTxMediaInfo(src), KEL_S_OK);
+    EXPECT_EQ(g_constraints, src == record
+                                 ? std::vector<std::string>{}
+                                 : std::vector<std::string>{"memcpy_s: overlap undefined"});
+    EXPECT_EQ(object.GetTxMediaInfo(read.data(), false), KEL_S_OK);
+    EXPECT_EQ(read, pattern);
+  }
+  set_constraint_handler_s(saved);
+}
+
+TEST(StatsBadInput, WholeRecordWritesRefuseOverlappingSources) {
+  CheckOverlappingWrites<KelAudioStatisticInfo>(260);
+  CheckOverlappingWrites<KelVideoStatisticInfo>(2064);
 }
 
 }  // namespace

@@ -100,19 +100,12 @@ inline void Zero(void* shared, size_t size) {
   if (at < size) __atomic_store_n(reinterpret_cast<KelWord32*>(to + at), 0u, __ATOMIC_RELAXED);
 }
 
-// The bounds-checked forms used when a whole record is written or cleared. memcpy_s / memset_s are
-// called with a zero count: they make their argument checks (null pointers, sizes, a source
-// inside the destination's capacity), reporting a violation to the constraint handler exactly as
-// for a real copy, and move nothing; the bytes then move in relaxed words as above. Each returns
-// the routine's result and moves nothing when it is not 0. (Reads use CopyOut directly: they run
-// on every report, their destination has been checked for null by the getter and their source
-// is the object's own record of fixed size, so there is nothing left for memcpy_s to check.)
-inline int CheckedCopyIn(void* shared, const void* src, size_t size) {
-  const int result = memcpy_s(shared, size, src, 0);
-  if (result == 0) CopyIn(shared, src, size);
-  return result;
-}
-
+// The bounds-checked form used when a whole record is cleared. memset_s is called with a zero
+// count: it makes its argument checks (null pointer, sizes), reporting a violation to the
+// constraint handler exactly as for a real fill, and moves nothing; the bytes are then cleared in
+// relaxed words as above. Returns the routine's result and clears nothing when it is not 0.
+// (Reads use CopyOut directly: their destination has been checked for null by the getter and
+// their source is the object's own record of fixed size, so there is nothing left to check.)
 inline int CheckedZero(void* shared, size_t size) {
   const int result = memset_s(shared, size, 0, 0);
   if (result == 0) Zero(shared, size);

@@ -81,7 +81,11 @@ KelVideoStatisticInfo::~KelVideoStatisticInfo() = default;
 
 int32_t KelVideoStatisticInfo::UpdateTxMediaInfo(void* src) {
   if (src == nullptr) return KEL_E_BADSTATE;
-  return sa::CheckedCopyIn(&m_txInfo, src, kTxSize) == 0 ? KEL_S_OK : KEL_E_BADSTATE;
+  // The bounds-checked copy refuses a source that overlaps the record (one that starts inside
+  // it included) through the constraint handler and leaves the record as it was; the write is
+  // still answered with KEL_S_OK, as only a null source is the caller's fault here.
+  memcpy_s(&m_txInfo, kTxSize, src, kTxSize);
+  return KEL_S_OK;
 }
 
 int32_t KelVideoStatisticInfo::UpdateRxMediaInfo(void*) {
@@ -241,8 +245,8 @@ void KelVideoStatisticInfo::UpdateAV1Metrics(int value, const char* firstText,
 
 void KelVideoStatisticInfo::UpdateVideoEncIdrReqNum(unsigned int total, const Stream* streams,
                                                     int n, bool all) {
-  if (streams == nullptr) return;
   sa::Store(&m_txInfo.idrRequestCount, total);
+  if (streams == nullptr) return;
   if (all) {
     const int layers = LayersCovered(n);
     for (int i = 0; i < layers; ++i) {
@@ -255,9 +259,8 @@ void KelVideoStatisticInfo::UpdateVideoEncIdrReqNum(unsigned int total, const St
 
 void KelVideoStatisticInfo::UpdateVideoEncIdrSentAndReasonCnt(unsigned int total,
                                                               const Stream* streams, int n) {
-  if (streams == nullptr) return;
   sa::Store(&m_txInfo.idrSentCount, total);
-  if (!ValidLayer(n)) return;
+  if (streams == nullptr || !ValidLayer(n)) return;
   Layer& layer = m_txInfo.layers[n];
   const Stream& stream = streams[n];
   sa::Store(&layer.idrSentCount, stream.idrSentCount);
@@ -319,8 +322,8 @@ void KelVideoStatisticInfo::UpdateOneVideoLayerInfo(const Stream* streams, int n
 }
 
 void KelVideoStatisticInfo::UpdateStreamsInfo(const Stream* streams, int count) {
-  if (streams == nullptr) return;
   sa::Store(&m_txInfo.layerCount, static_cast<int32_t>(count));
+  if (count < 1 || streams == nullptr) return;
   const int layers = LayersCovered(count);
   for (int i = 0; i < layers; ++i) {
     Layer& layer = m_txInfo.layers[i];
