@@ -4,6 +4,10 @@
 # Usage: check_dashboard.sh DEMO SCREENSHOT_PNG. Exit 77 (skipped) without Chromium, or when the
 # demo was built without --http.
 set -euo pipefail
+# Two minutes at most; past them the traps below still end the demo.
+if [ -z "${MEDIASTORES_CHECK_TIMED:-}" ]; then
+  MEDIASTORES_CHECK_TIMED=1 exec timeout -s TERM 120 bash "$0" "$@"
+fi
 demo=$1
 screenshot=$2
 chromium=$(command -v chromium || command -v chromium-browser || true)
@@ -16,6 +20,7 @@ fi
 work=$(mktemp -d)
 demo_pid=""
 trap 'stop_demo || true; rm -rf "$work"' EXIT
+trap 'echo "FAIL: over the time limit" >&2; exit 124' TERM INT
 
 port=$(free_port)
 start_demo "$port" --calls 3
@@ -54,8 +59,9 @@ sys.exit(1 if problems else 0)
 PY
 
 rm -f "$screenshot"
-browse --virtual-time-budget=5000 --screenshot="$screenshot" --window-size=1280,1600 >/dev/null
-if [ "$(head -c 8 "$screenshot" | od -An -tx1 | tr -d ' \n')" != "89504e470d0a1a0a" ]; then
+if ! browse --virtual-time-budget=5000 --screenshot="$screenshot" --window-size=1280,1600 \
+       >/dev/null ||
+   [ "$(head -c 8 "$screenshot" | od -An -tx1 | tr -d ' \n')" != "89504e470d0a1a0a" ]; then
   echo "FAIL: no PNG screenshot at $screenshot" >&2
   cat "$work/chromium.err" >&2
   exit 1
