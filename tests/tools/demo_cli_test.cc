@@ -50,6 +50,8 @@ TEST(DemoCli, ParsesOptionsAndNamesWhatItRefuses) {
       {{"--detail=x"}, 2, "--detail takes a whole number from 0"},
       {{"--config", missing}, 2, "cannot read " + missing + ": " + std::strerror(ENOENT)},
       {{"--config", "/"}, 2, std::string("cannot read /: ") + std::strerror(EISDIR)},
+      {{"--http", "10.1.2.3:8080"}, 2, "--http 10.1.2.3 is not a loopback address; add --http-any"},
+      {{"--seconds", "0"}, 2, "--seconds 0 \\(run until stopped\\) needs --http"},
   };
   for (const Case& c : cases) {
     const ToolRun run = RunTool(kDemo, c.args);
@@ -58,8 +60,9 @@ TEST(DemoCli, ParsesOptionsAndNamesWhatItRefuses) {
         << c.args[0] << ": " << run.out << run.err;
   }
   const ToolRun help = RunTool(kDemo, {"-h"});
-  for (const char* mention : {"--calls N", "--seconds S", "--config FILE", "--detail N", "--json",
-                              "--quiet", "--dump", "--help", "--version", "SIGINT"}) {
+  for (const char* mention :
+       {"--calls N", "--seconds S", "--config FILE", "--detail N", "--json", "--quiet", "--dump",
+        "--http [ADDRESS:]PORT", "--help", "--version", "SIGINT"}) {
     EXPECT_NE(help.out.find(mention), std::string::npos) << mention;
   }
 }

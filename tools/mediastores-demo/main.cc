@@ -19,12 +19,14 @@
 
 #include "tools/mediastores-demo/config_document.h"
 #include "tools/mediastores-demo/demo_counters.h"
+#include "tools/mediastores-demo/http_service.h"
 #include "tools/mediastores-demo/modules.h"
 #include "tools/mediastores-demo/options.h"
 #include "tools/mediastores-demo/output.h"
 #include "tools/mediastores-demo/pipeline.h"
 #include "tools/mediastores-demo/reporter.h"
 #include "tools/mediastores-demo/run_summary.h"
+#include "tools/mediastores-demo/stats_history.h"
 #include "tools/mediastores-demo/stop_signal.h"
 
 namespace msdemo {
@@ -123,10 +125,23 @@ int RunDemo(const DemoOptions& options, const std::string& document) {
   const bool text = !options.quiet && !options.json;
   CounterSnapshot runStart;
   CounterSnapshot runEnd;
+  // --http: the address is taken before the calls are set up, and served while they run.
+  HttpService http;
+  StatsHistory history;
+  const bool serving = options.httpPort != 0;
+  if (serving) {
+    std::string error;
+    if (!http.Bind(options.httpHost, options.httpPort, &error)) {
+      std::fprintf(stderr, "mediastores-demo: --http: %s\n", error.c_str());
+      return 1;
+    }
+  }
   if (text) {
     WriteOut(std::string("mediastores-demo: ") + std::to_string(calls) + " call" +
-             (calls == 1 ? "" : "s") + " for " + std::to_string(options.seconds) +
-             " s, configuration: " +
+             (calls == 1 ? "" : "s") +
+             (options.seconds == 0 ? std::string(" until stopped")
+                                   : " for " + std::to_string(options.seconds) + " s") +
+             ", configuration: " +
              (options.configPath.empty() ? "embedded default document" : options.configPath) +
              "\n");
   }
@@ -139,6 +154,7 @@ int RunDemo(const DemoOptions& options, const std::string& document) {
     style.quiet = options.quiet;
     style.json = options.json;
     style.detailedCalls = options.detail;
+    style.history = serving ? &history : nullptr;
     Reporter reporter(&ledger, style);
     for (size_t i = 0; i < audioThreads; ++i) {
       audio.push_back(std::make_unique<AudioPipeline>(&ledger, &counters));
@@ -184,11 +200,23 @@ int RunDemo(const DemoOptions& options, const std::string& document) {
       for (auto& pipeline : video)
         pipeline->Start();
       controller.Start();
+      if (serving) {
+        http.Start(reporter.Held(), &history);
+        if (!options.quiet) {
+          const bool v6 = options.httpHost.find(':') != std::string::npos;
+          std::fprintf(stderr,
+                       "mediastores-demo: dashboard at http://%s%s%s:%u/ (also /metrics, "
+                       "/stats.json)\n",
+                       v6 ? "[" : "", options.httpHost.c_str(), v6 ? "]" : "",
+                       static_cast<unsigned>(options.httpPort));
+        }
+      }
       const Clock::time_point runStartTime = Clock::now();
       runStart = CounterSnapshot::Take(counters);
       CounterSnapshot previous = runStart;
       Clock::time_point previousTime = runStartTime;
-      for (uint32_t second = 1; second <= options.seconds; ++second) {
+      // --seconds 0 runs until a stop signal.
+      for (uint32_t second = 1; options.seconds == 0 || second <= options.seconds; ++second) {
         const bool whole = SleepUntil(runStartTime + std::chrono::seconds(second));
         const CounterSnapshot now = CounterSnapshot::Take(counters);
         const Clock::time_point nowTime = Clock::now();
@@ -211,6 +239,8 @@ int RunDemo(const DemoOptions& options, const std::string& document) {
       reporter.EndProgress();
       controller.Stop();
     }
+    // Nothing is served once the calls shut down: the exposition reads the reporter's objects.
+    http.Stop();
     // A signal during shutdown no longer shortens anything.
     summary.stopSignal = StopSignal();
 
@@ -285,6 +315,12 @@ int main(int argc, char** argv) {
       return 2;
     case msdemo::ParseOutcome::kRun:
       break;
+  }
+  if (options.httpPort != 0 && !msdemo::HttpService::Available()) {
+    std::fprintf(stderr,
+                 "mediastores-demo: --http: this build has no HTTP server (cpp-httplib was not "
+                 "found when it was built)\n");
+    return 2;
   }
   std::string document;
   if (!msdemo::LoadConfigDocument(options.configPath, &document, &error)) {

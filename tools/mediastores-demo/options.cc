@@ -1,6 +1,8 @@
 #include "tools/mediastores-demo/options.h"
 
+#include <arpa/inet.h>
 #include <getopt.h>
+#include <netinet/in.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -18,7 +20,7 @@ constexpr uint32_t kMaxCalls = 100000;
 constexpr uint32_t kMaxSeconds = 86400;
 
 // getopt_long values of the options without a short form.
-enum LongOnly { kCalls = 256, kSeconds, kDetail, kConfig, kDump, kJson, kVersion };
+enum LongOnly { kCalls = 256, kSeconds, kDetail, kConfig, kDump, kJson, kHttp, kHttpAny, kVersion };
 
 const option kOptions[] = {
     {"calls", required_argument, nullptr, kCalls},
@@ -28,6 +30,8 @@ const option kOptions[] = {
     {"quiet", no_argument, nullptr, 'q'},
     {"dump", no_argument, nullptr, kDump},
     {"json", no_argument, nullptr, kJson},
+    {"http", required_argument, nullptr, kHttp},
+    {"http-any", no_argument, nullptr, kHttpAny},
     {"help", no_argument, nullptr, 'h'},
     {"version", no_argument, nullptr, kVersion},
     {nullptr, 0, nullptr, 0},
@@ -49,6 +53,43 @@ bool ParseCount(const char* text, uint32_t low, uint32_t high, uint32_t* out) {
   if (errno != 0 || value < low || value > high) return false;
   *out = static_cast<uint32_t>(value);
   return true;
+}
+
+// "8080", "127.0.0.1:8080", "[::1]:8080" or "localhost:8080" into a numeric host and a port; a
+// bare port is on 127.0.0.1.
+bool ParseHttpAddress(const std::string& text, std::string* host, uint16_t* port) {
+  std::string hostPart = "127.0.0.1";
+  std::string portPart = text;
+  if (!text.empty() && text[0] == '[') {
+    const size_t close = text.find("]:");
+    if (close == std::string::npos) return false;
+    hostPart = text.substr(1, close - 1);
+    portPart = text.substr(close + 2);
+  } else if (text.find(':') != std::string::npos) {
+    const size_t colon = text.rfind(':');
+    hostPart = text.substr(0, colon);
+    portPart = text.substr(colon + 1);
+    if (hostPart == "localhost") hostPart = "127.0.0.1";
+  }
+  in_addr v4{};
+  in6_addr v6{};
+  const bool numeric =
+      inet_pton(AF_INET, hostPart.c_str(), &v4) == 1 ||
+      (hostPart.find(':') != std::string::npos && inet_pton(AF_INET6, hostPart.c_str(), &v6) == 1);
+  uint32_t number = 0;
+  if (!numeric || !ParseCount(portPart.c_str(), 1, 65535, &number)) return false;
+  *host = hostPart;
+  *port = static_cast<uint16_t>(number);
+  return true;
+}
+
+// 127.0.0.0/8 and ::1 (also as ::ffff:127.x.y.z).
+bool IsLoopback(const std::string& host) {
+  in_addr v4{};
+  if (inet_pton(AF_INET, host.c_str(), &v4) == 1) return (ntohl(v4.s_addr) >> 24) == 127;
+  in6_addr v6{};
+  if (inet_pton(AF_INET6, host.c_str(), &v6) != 1) return false;
+  return IN6_IS_ADDR_LOOPBACK(&v6) || (IN6_IS_ADDR_V4MAPPED(&v6) && v6.s6_addr[12] == 127);
 }
 
 // What getopt_long refused: `arg` is the command-line word, `value` getopt's optopt.
@@ -98,7 +139,7 @@ ParseOutcome ParseDemoOptions(int argc, char** argv, DemoOptions* options, std::
         if (!count(1, kMaxCalls, &options->calls)) return ParseOutcome::kError;
         break;
       case kSeconds:
-        if (!count(1, kMaxSeconds, &options->seconds)) return ParseOutcome::kError;
+        if (!count(0, kMaxSeconds, &options->seconds)) return ParseOutcome::kError;
         break;
       case kDetail:
         if (!count(0, kMaxCalls, &options->detail)) return ParseOutcome::kError;
@@ -110,6 +151,16 @@ ParseOutcome ParseDemoOptions(int argc, char** argv, DemoOptions* options, std::
         }
         options->configPath = optarg;
         break;
+      case kHttp:
+        if (!ParseHttpAddress(optarg, &options->httpHost, &options->httpPort)) {
+          *error = std::string("--http takes [ADDRESS:]PORT with a numeric address and a port ") +
+                   "from 1 to 65535, not '" + optarg + "'";
+          return ParseOutcome::kError;
+        }
+        break;
+      case kHttpAny:
+        options->httpAny = true;
+        break;
       case ':':
         *error = OptionName(optopt) + " needs a value";
         return ParseOutcome::kError;
@@ -120,6 +171,15 @@ ParseOutcome ParseDemoOptions(int argc, char** argv, DemoOptions* options, std::
   }
   if (optind < argc) {
     *error = std::string("unexpected argument ") + argv[optind] + " (the demo takes no operands)";
+    return ParseOutcome::kError;
+  }
+  if (options->seconds == 0 && options->httpPort == 0) {
+    *error = "--seconds 0 (run until stopped) needs --http";
+    return ParseOutcome::kError;
+  }
+  if (options->httpPort != 0 && !options->httpAny && !IsLoopback(options->httpHost)) {
+    *error = "--http " + options->httpHost + " is not a loopback address; add --http-any to " +
+             "serve other machines";
     return ParseOutcome::kError;
   }
   return ParseOutcome::kRun;
@@ -140,7 +200,8 @@ void PrintDemoHelp() {
       "\n"
       "Options (values as --calls 5 or --calls=5; -- ends the options):\n"
       "  --calls N       number of simultaneous calls, 1 to %u (default 1)\n"
-      "  --seconds S     how long the calls run, 1 to %u (default 5)\n"
+      "  --seconds S     how long the calls run, 1 to %u (default 5); 0 with --http runs\n"
+      "                  until Ctrl-C or SIGTERM\n"
       "  --config FILE   configuration document to load instead of the embedded default\n"
       "                  (check one with: mediastores-config check FILE)\n"
       "  --detail N      calls shown one by one (default 3); the rest are summed up in one line\n"
@@ -151,6 +212,14 @@ void PrintDemoHelp() {
       "  -q, --quiet     no per-second tables (or per-second JSON lines); only the summary\n"
       "  --dump          print each call's configuration (DumpKelConfigs) at the end\n"
       "                  (with --json: in the summary object, as text)\n"
+      "  --http [ADDRESS:]PORT\n"
+      "                  while the calls run, serve over HTTP: /metrics (the Prometheus text\n"
+      "                  exposition of every call's statistics, read without reset),\n"
+      "                  /stats.json (the shown calls' last 120 per-second figures, as in the\n"
+      "                  --json lines) and / (a live dashboard of them). ADDRESS is numeric\n"
+      "                  (or localhost) and 127.0.0.1 when left out; it must be a loopback\n"
+      "                  address unless --http-any is given too\n"
+      "  --http-any      allow an --http address that other machines can reach\n"
       "  -h, --help      this text\n"
       "  --version       print the version and exit\n"
       "\n"

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
 
 namespace msdemo {
 namespace {
@@ -179,10 +180,10 @@ void AddReasons(JsonLine* line, const uint32_t* counts) {
   line->End();
 }
 
-void AddCallJson(JsonLine* line, const CallFigures& f) {
+// The members of a call's object in the --json lines (and in /stats.json).
+void AddCallMembers(JsonLine* line, const CallFigures& f) {
   const kelStore::st_KelVideoTxStatisticsInfo& video = f.video;
-  line->BeginObject(nullptr)
-      .UInt("callId", f.callId)
+  line->UInt("callId", f.callId)
       .UInt("bandwidthKbps", f.bandwidthKbps)
       .Bool("congested", f.congested);
   line->BeginObject("audio")
@@ -223,7 +224,19 @@ void AddCallJson(JsonLine* line, const CallFigures& f) {
     AddReasons(line, layer.reasons);
     line->End();
   }
-  line->End().End().End();
+  line->End().End();
+}
+
+// Keeps the call's figures of the interval that ended at `atSecond` for /stats.json: its object
+// of the --json line, with the second and the interval's length.
+void RecordHistory(StatsHistory* history, uint32_t atSecond, double intervalSeconds,
+                   const CallFigures& f) {
+  JsonLine entry;
+  entry.UInt("second", atSecond).Real("intervalSeconds", intervalSeconds);
+  AddCallMembers(&entry, f);
+  std::string object = entry.Finish();
+  object.pop_back();  // the line end
+  history->Record(f.callId, std::move(object));
 }
 
 void AddAggregateJson(JsonLine* line, const char* key, const Aggregate& a) {
@@ -265,6 +278,14 @@ void Reporter::ReleaseAll() {
   m_calls.clear();
 }
 
+std::vector<HeldStatistics> Reporter::Held() const {
+  std::vector<HeldStatistics> held;
+  held.reserve(m_calls.size());
+  for (const CallReader& call : m_calls)
+    held.push_back({call.callId, call.audio, call.video});
+  return held;
+}
+
 void Reporter::EndProgress() {
   if (m_progressShown) std::fprintf(stderr, "\r\033[K");
   m_progressShown = false;
@@ -275,10 +296,16 @@ void Reporter::Report(uint32_t second, uint32_t seconds, double intervalSeconds,
   const bool table = !m_style.quiet && !m_style.json;
   const bool lines = !m_style.quiet && m_style.json;
   std::string text;
+  char progress[32];
+  if (seconds == 0) {
+    std::snprintf(progress, sizeof(progress), "[%2u s]", second);
+  } else {
+    std::snprintf(progress, sizeof(progress), "[%2u/%u s]", second, seconds);
+  }
   Append(&text,
-         "[%2u/%u s] %zu call%s | configuration %s ops/s, %s notifications/s | statistics %s "
+         "%s %zu call%s | configuration %s ops/s, %s notifications/s | statistics %s "
          "updates/s\n",
-         second, seconds, m_calls.size(), m_calls.size() == 1 ? "" : "s",
+         progress, m_calls.size(), m_calls.size() == 1 ? "" : "s",
          Rate(growth.configOps, intervalSeconds).c_str(),
          Rate(growth.notifications, intervalSeconds).c_str(),
          Rate(growth.statsUpdates, intervalSeconds).c_str());
@@ -305,11 +332,17 @@ void Reporter::Report(uint32_t second, uint32_t seconds, double intervalSeconds,
     all.Add(figures);
     if (i >= m_style.detailedCalls) {
       rest.Add(figures);
-    } else if (table) {
+      continue;
+    }
+    if (table) {
       AppendCallText(&text, figures);
     } else if (lines) {
-      AddCallJson(&line, figures);
+      line.BeginObject(nullptr);
+      AddCallMembers(&line, figures);
+      line.End();
     }
+    if (m_style.history != nullptr)
+      RecordHistory(m_style.history, second, intervalSeconds, figures);
   }
   line.End();
   AddAggregateJson(&line, "otherCalls", rest);
