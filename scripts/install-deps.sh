@@ -2,9 +2,11 @@
 # Installs the Debian packages the build and the tests need, when any is missing.
 set -euo pipefail
 # libcpp-httplib-dev: mediastores-demo --http; chromium and curl: the dashboard and monitoring
-# checks (tests/dashboard/).
+# checks (tests/dashboard/); prometheus: promtool and the monitoring check; python3-jsonschema:
+# the configuration schema check; nlohmann-json3-dev: the packaging check of the umbrella header.
 packages=(cmake ninja-build g++ clang libclang-rt-dev libgtest-dev libgmock-dev libbenchmark-dev
-  pkg-config binutils python3 nlohmann-json3-dev prometheus libcpp-httplib-dev chromium curl)
+  pkg-config binutils python3 python3-jsonschema nlohmann-json3-dev prometheus libcpp-httplib-dev
+  chromium curl)
 missing=()
 for pkg in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed"; then

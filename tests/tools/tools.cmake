@@ -4,8 +4,15 @@
 if(TARGET mediastores_tools_tests AND TARGET mediastores-demo AND TARGET mediastores-config)
   target_compile_definitions(mediastores_tools_tests PRIVATE
     MEDIASTORES_DEMO_PATH="$<TARGET_FILE:mediastores-demo>"
-    MEDIASTORES_CONFIG_PATH="$<TARGET_FILE:mediastores-config>")
+    MEDIASTORES_CONFIG_PATH="$<TARGET_FILE:mediastores-config>"
+    MEDIASTORES_CONFIG_DOCUMENTS="${CMAKE_CURRENT_LIST_DIR}/config_documents.tsv")
   add_dependencies(mediastores_tools_tests mediastores-demo mediastores-config)
+endif()
+if(TARGET mediastores-config)
+  add_test(NAME tools.config_schema
+    COMMAND bash ${CMAKE_CURRENT_LIST_DIR}/check_schema.sh $<TARGET_FILE:mediastores-config>
+            ${CMAKE_CURRENT_LIST_DIR}/config_documents.tsv)
+  set_tests_properties(tools.config_schema PROPERTIES LABELS tools)
 endif()
 
 foreach(example config_module stats_pipeline)

@@ -16,6 +16,7 @@
 #include "mediastores/version.h"
 #include "tools/mediastores-config/document_check.h"
 #include "tools/mediastores-config/document_file.h"
+#include "tools/mediastores-config/document_schema.h"
 #include "tools/mediastores-config/json_text.h"
 #include "tools/mediastores-config/scratch_store.h"
 
@@ -360,6 +361,15 @@ int RunToggles(const CommandLine& line) {
   return kExitOk;
 }
 
+int RunSchema(const CommandLine& line) {
+  if (!line.operands.empty()) {
+    std::fprintf(stderr, "mediastores-config schema: takes no operands (see --help)\n");
+    return kExitTrouble;
+  }
+  std::fputs(ConfigDocumentSchema().c_str(), stdout);
+  return kExitOk;
+}
+
 }  // namespace
 
 int RunTool(int argc, char** argv) {
@@ -385,8 +395,8 @@ int RunTool(int argc, char** argv) {
     return kExitTrouble;
   }
   if (optind >= argc) {
-    std::fprintf(stderr,
-                 "Usage: mediastores-config check|normalize|diff|toggles ... (see --help)\n");
+    std::fprintf(
+        stderr, "Usage: mediastores-config check|normalize|diff|toggles|schema ... (see --help)\n");
     return kExitTrouble;
   }
   const std::string command = argv[optind];
@@ -402,10 +412,8 @@ int RunTool(int argc, char** argv) {
     bool takesFormat;
     int (*run)(const CommandLine&);
   } kCommands[] = {
-      {"check", true, RunCheck},
-      {"normalize", false, RunNormalize},
-      {"diff", true, RunDiff},
-      {"toggles", false, RunToggles},
+      {"check", true, RunCheck},      {"normalize", false, RunNormalize}, {"diff", true, RunDiff},
+      {"toggles", false, RunToggles}, {"schema", false, RunSchema},
   };
   for (const auto& known : kCommands) {
     if (command != known.name) continue;
@@ -430,6 +438,7 @@ void PrintToolHelp() {
       "  normalize FILE   print the document as the store dumps it (canonical order)\n"
       "  diff A B         what B adds (+), removes (-) and changes (~) relative to A\n"
       "  toggles [TEXT]   the feature toggle table: id and key (keys holding TEXT)\n"
+      "  schema           print a JSON Schema (draft 2020-12) of the document format\n"
       "\n"
       "Options:\n"
       "  -h, --help       this text; 'mediastores-config COMMAND --help' for a command's\n"
@@ -508,6 +517,20 @@ bool PrintCommandHelp(const std::string& command) {
         "\"off\", \"no\") is stored for it.\n"
         "\n"
         "Exit status: 0, or 1 when no key holds TEXT, 2 when the command line is wrong.\n");
+    return true;
+  }
+  if (command == "schema") {
+    std::printf(
+        "Usage: mediastores-config schema\n"
+        "\n"
+        "Prints a JSON Schema (draft 2020-12) of configuration documents, for an editor or a\n"
+        "validator: the group names, entries with a non-empty text \"key\" and a text\n"
+        "\"value\", and the feature toggle keys of the Feature group with their ids (other keys\n"
+        "are allowed there too). It refuses what the store refuses and empty keys; check also\n"
+        "finds texts a dump cannot give back, wide \\u escapes and repeated groups and keys.\n"
+        "  mediastores-config schema > mediastores-config.schema.json\n"
+        "\n"
+        "Exit status: 0, or 2 when the command line is wrong.\n");
     return true;
   }
   return false;

@@ -1,5 +1,6 @@
-// mediastores-config: checks, normalizes and compares configuration documents, and lists the
-// feature toggles. See PrintToolHelp() for the commands and exit statuses.
+// mediastores-config: checks, normalizes and compares configuration documents, lists the feature
+// toggles and prints the documents' JSON Schema. See PrintToolHelp() for the commands and exit
+// statuses.
 #include <mediastores/trace.h>
 
 #include <cstdio>
