@@ -58,7 +58,7 @@ TEST_F(KelConfigHelperTest, TakesACallOnceAndHoldsOneStoreReference) {
   EXPECT_EQ(storetest::RegistryCount(kCall), 1);
   IKelConfig* store = nullptr;
   ASSERT_EQ(CreateKelConfig(kCall, &store), KEL_S_OK);
-  EXPECT_EQ(static_cast<KelConfig*>(store)->m_TotalObservers.load(), 0u);
+  EXPECT_EQ(KelConfigTestPeer::TotalObservers(*static_cast<KelConfig*>(store)), 0u);
   EXPECT_EQ(ReleaseKelConfig(store), KEL_S_OK);
   EXPECT_EQ(CleanUpKelConfig(kCall), KEL_S_OK);
   EXPECT_EQ(GetKelConfigSizeForUT(), 0u);

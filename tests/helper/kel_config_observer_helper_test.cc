@@ -74,7 +74,7 @@ TEST_F(KelConfigObserverHelperTest, RefusesBadArgumentsWithTraces) {
                                    : Lines{"kelStore::KelConfigObserverHelper::" + line +
                                            " [this=" + storetest::PointerText(&helper_) + "]"});
   }
-  EXPECT_EQ(store_.m_TotalObservers.load(), 0u);
+  EXPECT_EQ(KelConfigTestPeer::TotalObservers(store_), 0u);
 }
 
 TEST_F(KelConfigObserverHelperTest, RecordsUnsubscribeCleanAndHandOver) {
@@ -92,12 +92,12 @@ TEST_F(KelConfigObserverHelperTest, RecordsUnsubscribeCleanAndHandOver) {
   EXPECT_EQ(helper_.UnsubscribeConfig("c", kGroupCommon), KEL_S_OK);
   EXPECT_EQ(helper_.UnsubscribeConfig(SubscribeId_t{2}), KEL_E_BADSTATE);
   EXPECT_FALSE(Provides(store_, kGroupCommon, "c"));
-  EXPECT_EQ(store_.m_TotalObservers.load(), 2u);
+  EXPECT_EQ(KelConfigTestPeer::TotalObservers(store_), 2u);
 
   helper_.SetIKelConfig(&other_);  // ignored while a store is held
   EXPECT_EQ(helper_.GetIKelConfig(), &store_);
   helper_.Clean();
-  EXPECT_EQ(store_.m_TotalObservers.load(), 0u);
+  EXPECT_EQ(KelConfigTestPeer::TotalObservers(store_), 0u);
   EXPECT_FALSE(Notifies(store_, kGroupCommon, "a") || Notifies(store_, kGroupVideo, "a"));
   EXPECT_EQ(helper_.UnsubscribeConfig("a", kGroupVideo), KEL_E_BADSTATE);  // names forgotten
   EXPECT_EQ(Subscribe(kGroupVideo, "a"), 5u);

@@ -7,20 +7,13 @@
 
 #include "mediaengine/mediastores/src/config/config_event_handler.h"
 #include "mediaengine/mediastores/src/config/kel_config_observer_mgr.h"
-#include "mediaengine/mediastores/src/config/kel_config_store.h"
 #include "mediastores/mediastores.h"
 
 namespace kelStore {
 namespace {
 
 using Mgr = KelConfigObserverMgr<ConfigEventHandler::Ptr>;
-using Lines = std::vector<std::string>;
 using Handlers = std::vector<ConfigEventHandler::Ptr>;
-
-ConfigEventHandler::Ptr Provider(const char* answer) {
-  return std::make_shared<ConfigEventHandler>(
-      fnConfigInvokeCallBack([answer](const KelConfigEvent&) { return ConfigData(answer); }));
-}
 
 class ObserverMgrTest : public ::testing::Test {
  protected:
@@ -30,32 +23,29 @@ class ObserverMgrTest : public ::testing::Test {
           log_.push_back(tag + ":" + e.newValue.ToString());
         }));
   }
+  static ConfigEventHandler::Ptr Provider(const char* answer) {
+    return std::make_shared<ConfigEventHandler>(
+        fnConfigInvokeCallBack([answer](const KelConfigEvent&) { return ConfigData(answer); }));
+  }
 
-  // Walks `name` the way the store does (mark busy under the lock, then deliver) and returns the
-  // count: with `answer` null, the subscribers told of `change`; else the providers counted
-  // while the first one's answer goes to `*answer`.
+  // A change walk of `name` (or, with `answer`, a provider walk) that marks what it delivers to;
+  // returns the walk's count.
   uint32_t Walk(const char* name, const ConfigData& change, ConfigData* answer = nullptr) {
     KelConfigEvent event;
-    event.name = name;
     event.newValue = change;
     const uint64_t self = GetThreadSelfId();
     uint32_t count = 0;
+    auto kind = [answer](const ConfigEventHandler::Ptr& h) {
+      return answer == nullptr ? static_cast<bool>(h->onChanged) : static_cast<bool>(h->onInvoke);
+    };
     mgr_.FireEvent(
         name,
         [&](const ConfigEventHandler::Ptr& h) {
-          if (!(answer == nullptr ? static_cast<bool>(h->onChanged)
-                                  : static_cast<bool>(h->onInvoke)))
-            return;
-          h->busyCount.fetch_add(1);
-          uint64_t none = 0;
-          h->busyThread.compare_exchange_strong(none, self);
+          if (kind(h)) h->busy.Enter(self);
         },
         [&](const ConfigEventHandler::Ptr& h) {
-          if (answer == nullptr) {
-            Mgr::DeliverChange(h, event, count, self);
-          } else {
-            Mgr::DeliverInvoke(h, event, count, *answer, self);
-          }
+          if (answer == nullptr) Mgr::DeliverChange(h, event, count, self);
+          if (answer != nullptr) Mgr::DeliverInvoke(h, event, count, *answer, self);
         });
     return count;
   }
@@ -64,17 +54,15 @@ class ObserverMgrTest : public ::testing::Test {
     std::atomic<uint32_t> m_TotalObservers{0};
   } store_;
   Mgr mgr_;
-  Lines log_;
+  std::vector<std::string> log_;
 };
 
 TEST_F(ObserverMgrTest, RefusalsAndCounters) {
   auto a = Subscriber("a");
   EXPECT_EQ(mgr_.Subscribe("fps", a, &store_, 77), KEL_S_OK);
   EXPECT_EQ(mgr_.Subscribe("fps", a, &store_, 78), KEL_E_FAIL);
-  // Counted and marked busy for the subscribing thread once.
-  EXPECT_EQ(store_.m_TotalObservers.load(), 1u);
-  EXPECT_EQ(a->busyCount.load(), 1);
-  EXPECT_EQ(a->busyThread.load(), 77u);
+  EXPECT_EQ(store_.m_TotalObservers.load(), 1u);  // counted and marked for its thread once
+  EXPECT_EQ(a->busy.Holder(), 77u);
   EXPECT_EQ(mgr_.Subscribe("", a, &store_, 1), KEL_E_INVALIDARG);
   EXPECT_EQ(mgr_.Subscribe("fps", nullptr, &store_, 1), KEL_E_INVALIDARG);
 
@@ -83,7 +71,7 @@ TEST_F(ObserverMgrTest, RefusalsAndCounters) {
   EXPECT_EQ(mgr_.Bind("codec", first), KEL_E_FAIL);
   EXPECT_EQ(mgr_.Bind("codec", Provider("second")), KEL_E_FAIL);  // one provider per key
   EXPECT_EQ(mgr_.Bind("fps", Provider("second")), KEL_S_OK);      // beside subscribers
-  EXPECT_EQ(first->busyCount.load(), 0);                          // binding counts nothing
+  EXPECT_EQ(first->busy.Holder(), 0u);                            // binding marks nothing
   EXPECT_EQ(store_.m_TotalObservers.load(), 1u);
 
   Handlers removed;
@@ -96,35 +84,38 @@ TEST_F(ObserverMgrTest, RefusalsAndCounters) {
   EXPECT_EQ(mgr_.Subscribe("fps", a, &store_, 0), KEL_S_OK);  // the emptied list is reused
 }
 
-TEST_F(ObserverMgrTest, ChangesReachSubscribersInOrderAndReadsTheProvider) {
-  Lines expected;
-  auto provider = Provider("p1");
-  ConfigEventHandler::Ptr last;
-  // More subscribers than a walk copies without allocating, with the provider among them; the
-  // last one still carries the busy mark of its subscribing thread.
+TEST_F(ObserverMgrTest, WalksGoInRegistrationOrder) {
+  std::vector<std::string> expected;
+  // More subscribers than a walk copies without allocating, with two providers among them (a
+  // second one only gets in through Subscribe): the first is asked, both are counted.
   for (int i = 0; i < 10; ++i) {
-    if (i == 3) {
-      ASSERT_EQ(mgr_.Bind("fps", provider), KEL_S_OK);
-    }
-    last = Subscriber(std::to_string(i));
-    ASSERT_EQ(mgr_.Subscribe("fps", last, &store_, GetThreadSelfId()), KEL_S_OK);
+    if (i == 3) mgr_.Bind("fps", Provider("p1"));
+    if (i == 6) mgr_.Subscribe("fps", Provider("p2"), &store_, 0);
+    ASSERT_EQ(mgr_.Subscribe("fps", Subscriber(std::to_string(i)), &store_, 0), KEL_S_OK);
     expected.push_back(std::to_string(i) + ":30");
   }
   EXPECT_EQ(Walk("fps", ConfigData(30)), 10u);
   EXPECT_EQ(log_, expected);
   ConfigData value("untouched");
-  EXPECT_EQ(Walk("fps", ConfigData(), &value), 1u);
+  EXPECT_EQ(Walk("fps", ConfigData(), &value), 2u);
   EXPECT_EQ(value, ConfigData("p1"));
   EXPECT_EQ(log_.size(), 10u);  // subscribers are not asked
-  // Each walk took back its own marks and cleared this thread's.
-  EXPECT_EQ(last->busyCount.load(), 1);
-  EXPECT_EQ(last->busyThread.load(), 0u);
-  EXPECT_EQ(provider->busyCount.load(), 0);
-  EXPECT_EQ(provider->busyThread.load(), 0u);
-
   EXPECT_EQ(Walk("nobody", ConfigData(30)), 0u);
   EXPECT_EQ(Walk("nobody", ConfigData(), &value), 0u);
   EXPECT_EQ(value, ConfigData("p1"));
+}
+
+TEST_F(ObserverMgrTest, WalkLeavesTheMarksItTook) {
+  auto a = Subscriber("a");
+  auto p = Provider("p");
+  ASSERT_EQ(mgr_.Subscribe("k", a, &store_, GetThreadSelfId()), KEL_S_OK);
+  ASSERT_EQ(mgr_.Bind("k", p), KEL_S_OK);
+  ConfigData value;
+  Walk("k", ConfigData(1));
+  Walk("k", ConfigData(), &value);
+  // This thread's mark is gone (the subscription's own count stays, as its subscriber leaves it).
+  EXPECT_EQ(a->busy.Holder(), 0u);
+  EXPECT_EQ(p->busy.Holder(), 0u);
 }
 
 TEST_F(ObserverMgrTest, WalkWorksOnASnapshot) {
@@ -141,7 +132,7 @@ TEST_F(ObserverMgrTest, WalkWorksOnASnapshot) {
   ASSERT_EQ(mgr_.Subscribe("k", first, &store_, 0), KEL_S_OK);
   ASSERT_EQ(mgr_.Subscribe("k", second, &store_, 0), KEL_S_OK);
   EXPECT_EQ(Walk("k", ConfigData(1)), 2u);
-  EXPECT_EQ(log_, (Lines{"first:1", "second:1"}));
+  EXPECT_EQ(log_, (std::vector<std::string>{"first:1", "second:1"}));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
-// Pieces shared by the bounded stress tests: the soak scale, a counter of live callback copies and
-// a fault log. (Closure events and queue flushes are in event_test_util.h.)
+// The harness of the bounded stress tests: threads started together, the soak scale, a counter of
+// live callback copies and a fault log. (Closure events and queue flushes are in
+// event_test_util.h.)
 //
 // Soak scale: MEDIASTORES_SOAK=1 multiplies a stress test's operation counts by 50,
 // MEDIASTORES_SOAK=<n> (n > 1) by n. Sanitized builds divide the result by the divisor the test
@@ -12,6 +13,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
@@ -40,6 +42,24 @@ inline int ScaledOps(int base, int sanitizedDivisor) {
   }
   if (kSanitized && sanitizedDivisor > 1) ops /= sanitizedDivisor;
   return static_cast<int>(std::clamp(ops, 1LL, 1LL << 30));
+}
+
+// Runs `body(t)` for t = 0 .. threads - 1, each on its own thread, all let go at once; returns
+// when every one has ended.
+template <class Body>
+void RunTogether(int threads, Body&& body) {
+  std::atomic<bool> go{false};
+  std::vector<std::thread> running;
+  for (int t = 0; t < threads; ++t) {
+    running.emplace_back([&go, &body, t] {
+      while (!go.load())
+        std::this_thread::yield();
+      body(t);
+    });
+  }
+  go.store(true);
+  for (std::thread& thread : running)
+    thread.join();
 }
 
 // A copyable token that counts its live copies in `*live`. Captured by value in a callback, it
