@@ -1,6 +1,5 @@
 // Subscriptions, bindings and change notification as a store's clients see them, one thread at a
-// time (worker threads only run the deliveries handed to them). Trace lines: see
-// store/kel_config_store_test.cc.
+// time (workers only run the deliveries handed to them). Lines: store/kel_config_store_test.cc.
 #include <gtest/gtest.h>
 
 #include <mutex>
@@ -16,36 +15,31 @@ namespace kelStore {
 namespace {
 
 using Lines = std::vector<std::string>;
-using eventtest::Flush;
 
-constexpr uint32_t kCallId = 31;
+// An event as "name group/groupType: old -> new" ("-" for an empty old value), and "(default)"
+// when it carries one.
+std::string Describe(const KelConfigEvent& e) {
+  return e.name + " " + std::to_string(e.group) + "/" + std::to_string(e.groupType) + ": " +
+         (e.oldValue.IsValid() ? e.oldValue.ToString() : "-") + " -> " + e.newValue.ToString() +
+         (e.defaultValue.IsValid() ? " (" + e.defaultValue.ToString() + ")" : "");
+}
 
-// Collects deliveries from any thread: "name group/groupType: old -> new" ("-" for an empty old
-// value), and the threads they ran on.
-class Recorder {
- public:
+// Collects deliveries from any thread, and the threads they ran on.
+struct Recorder {
   fnConfigChangedCallBack Callback() {
     return [this](const KelConfigEvent& e) {
-      std::lock_guard<std::mutex> lock(mutex_);
-      changes_.push_back(
-          e.name + " " + std::to_string(e.group) + "/" + std::to_string(e.groupType) + ": " +
-          (e.oldValue.IsValid() ? e.oldValue.ToString() : "-") + " -> " + e.newValue.ToString());
-      threads_.insert(GetThreadSelfId());
+      std::lock_guard<std::mutex> lock(mutex);
+      changes.push_back(Describe(e));
+      threads.insert(GetThreadSelfId());
     };
   }
-  Lines Changes() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return changes_;
+  Lines Changes() {
+    std::lock_guard<std::mutex> lock(mutex);
+    return changes;
   }
-  std::set<uint64_t> Threads() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return threads_;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  Lines changes_;
-  std::set<uint64_t> threads_;
+  std::mutex mutex;
+  Lines changes;
+  std::set<uint64_t> threads;
 };
 
 ConfigData Answer(const KelConfigEvent&) {
@@ -54,7 +48,7 @@ ConfigData Answer(const KelConfigEvent&) {
 
 class SubscriptionTest : public storetest::StoreTest {
  protected:
-  void SetUp() override { ASSERT_EQ(CreateKelConfig(kCallId, &store_), KEL_S_OK); }
+  void SetUp() override { ASSERT_EQ(CreateKelConfig(31, &store_), KEL_S_OK); }
   IKelConfig* store_ = nullptr;
 };
 
@@ -70,55 +64,42 @@ TEST_F(SubscriptionTest, NewSubscriberGetsTheCurrentValueThenEachChangeOnItsThre
       const SubscribeId_t id =
           store_->SubscribeConfig(kGroupVideo, key.c_str(), recorder.Callback(),
                                   how == kDirect ? nullptr : &worker, how == kPosted);
-      Flush(worker);
-      const std::string head = key + " 5/1: ";
-      Lines expected = keyHasValue ? Lines{head + "- -> 30"} : Lines{};
+      eventtest::Flush(worker);
+      Lines expected = keyHasValue ? Lines{key + " 5/1: - -> 30"} : Lines{};
       EXPECT_EQ(recorder.Changes(), expected);
-      // Sent and direct deliveries are done when the set returns; a posted one is only queued.
+      // Sent and direct deliveries are done when the set returns; a posted one is only queued,
+      // and still arrives after its subscription is gone (the removal does not wait for it).
       eventtest::Signal open;
       if (how == kPosted) eventtest::HoldQueue(worker, open);
       EXPECT_EQ(store_->SetKelConfig(kGroupVideo, key.c_str(), ConfigData(60)), KEL_S_OK);
       EXPECT_EQ(recorder.Changes().size(), expected.size() + (how == kPosted ? 0 : 1));
-      open.Set();
-      Flush(worker);
-      expected.push_back(head + (keyHasValue ? "30" : "-") + " -> 60");
-      EXPECT_EQ(recorder.Changes(), expected);
-      EXPECT_EQ(recorder.Threads(),
-                std::set<uint64_t>{how == kDirect ? GetThreadSelfId() : worker.GetThreadId()});
       EXPECT_EQ(store_->UnsubscribeConfig(id), KEL_S_OK);
+      EXPECT_EQ(store_->SetKelConfig(kGroupVideo, key.c_str(), ConfigData(90)), KEL_E_NOOBSERVER);
+      open.Set();
+      eventtest::Flush(worker);
+      expected.push_back(key + " 5/1: " + (keyHasValue ? "30" : "-") + " -> 60");
+      EXPECT_EQ(recorder.Changes(), expected);
+      EXPECT_EQ(recorder.threads,
+                std::set<uint64_t>{how == kDirect ? GetThreadSelfId() : worker.GetThreadId()});
     }
   }
 }
 
-TEST_F(SubscriptionTest, PostedChangeStillArrivesAfterItsSubscriptionIsGone) {
-  Recorder recorder;
-  eventtest::Signal open;  // outlives the worker
-  {
-    COxEventThread worker;
-    const SubscribeId_t id =
-        store_->SubscribeConfig(kGroupAudio, "codec", recorder.Callback(), &worker, true);
-    eventtest::HoldQueue(worker, open);
-    EXPECT_EQ(store_->SetKelConfig(kGroupAudio, "codec", ConfigData("opus")), KEL_S_OK);
-    EXPECT_EQ(store_->UnsubscribeConfig(id), KEL_S_OK);  // does not wait for the queued event
-    EXPECT_EQ(store_->SetKelConfig(kGroupAudio, "codec", ConfigData("g722")), KEL_E_NOOBSERVER);
-    open.Set();
-  }  // the worker runs what is queued before it stops
-  EXPECT_EQ(recorder.Changes(), Lines{"codec 3/0: - -> opus"});
-}
-
 TEST_F(SubscriptionTest, SetResultsAndWhatSubscribersSee) {
-  Recorder first;
-  Recorder second;
-  store_->SubscribeConfig(kGroupAudio, "rate", first.Callback());
-  store_->SubscribeConfig(kGroupAudio, "rate", second.Callback());
-  struct Step {
-    ConfigData value;
-    bool force;
-    bool remove;
-    int32_t result;
-    const char* change;  // what both subscribers see ("-" for an empty old value), or null
-    const char* stored;  // the value stored afterwards ("" for none)
-  };
+  // Ten subscribers, told in registration order (past the inline size of the walk's copy).
+  Recorder recorders[10];
+  std::vector<int> order;
+  for (int i = 0; i < 10; ++i) {
+    store_->SubscribeConfig(kGroupAudio, "rate",
+                            [&, i, record = recorders[i].Callback()](const KelConfigEvent& e) {
+                              order.push_back(i);
+                              record(e);
+                            });
+  }
+  // Value, forced, removal, result, what both subscribers see (null: nothing), value stored after.
+  // clang-format off
+  struct Step { ConfigData value; bool force, remove; int32_t result; const char *change, *stored; };
+  // clang-format on
   const Step steps[] = {
       {ConfigData(48000), false, false, KEL_S_OK, "- -> 48000", "48000"},
       {ConfigData(48000), false, false, KEL_E_UNCHANGED, nullptr, "48000"},
@@ -133,75 +114,63 @@ TEST_F(SubscriptionTest, SetResultsAndWhatSubscribersSee) {
   };
   Lines seen;
   for (const Step& step : steps) {
-    SCOPED_TRACE(step.stored + std::string(" ") + (step.change ? step.change : ""));
+    SCOPED_TRACE(&step - steps);
     EXPECT_EQ(store_->SetKelConfig(kGroupAudio, "rate", step.value, step.force, step.remove),
               step.result);
     if (step.change != nullptr) seen.push_back(std::string("rate 3/0: ") + step.change);
-    EXPECT_EQ(first.Changes(), seen);
-    EXPECT_EQ(second.Changes(), seen);
+    for (Recorder& recorder : recorders)
+      EXPECT_EQ(recorder.Changes(), seen);
     ConfigData out("stale");
     EXPECT_EQ(store_->GetKelConfig(kGroupAudio, "rate", out),
               *step.stored != '\0' ? KEL_S_OK : KEL_E_BADSTATE);
     EXPECT_EQ(out.ToString(), step.stored);
   }
-  // Nobody watches this key: stored all the same.
+  std::vector<int> inOrder;
+  for (size_t i = 0; i < 10 * seen.size(); ++i)
+    inOrder.push_back(static_cast<int>(i % 10));
+  EXPECT_EQ(order, inOrder);
   EXPECT_EQ(store_->SetKelConfig(kGroupAudio, "other", ConfigData(1)), KEL_E_NOOBSERVER);
-  ConfigData out;
+  ConfigData out;  // stored all the same
   EXPECT_EQ(store_->GetKelConfig(kGroupAudio, "other", out), KEL_S_OK);
 }
 
-TEST_F(SubscriptionTest, IdsAndRemoval) {
+TEST_F(SubscriptionTest, ProvidersIdsAndRemoval) {
+  store_->SetKelConfig(kGroupAudioSi, "level", ConfigData(5));  // never consulted by a read
   Recorder recorder;
-  // Ids count from 1 per store, shared by subscriptions and bindings; a refused binding uses one.
-  EXPECT_EQ(store_->SubscribeConfig(kGroupVideo, "fps", recorder.Callback()), 1u);
-  EXPECT_EQ(store_->BindConfig(kGroupTransmission, "mtu", Answer), 2u);
-  EXPECT_EQ(store_->BindConfig(kGroupTransmission, "mtu", Answer), 0u);
+  Lines asked;  // providers run on the reading thread
+  EXPECT_EQ(store_->SubscribeConfig(kGroupAudioSi, "level", recorder.Callback()), 1u);
+  EXPECT_EQ(store_->BindConfig(kGroupAudioSi, "level",
+                               [&](const KelConfigEvent& e) {
+                                 asked.push_back(Describe(e));
+                                 return ConfigData("provided:" + e.defaultValue.ToString());
+                               }),
+            2u);
+  // One provider per key and group, whoever asks; ids count from 1 per store, shared by
+  // subscriptions and bindings, and a refused binding uses one up.
+  IKelConfig* same = nullptr;
+  ASSERT_EQ(CreateKelConfig(31, &same), KEL_S_OK);
+  EXPECT_EQ(same->BindConfig(kGroupAudioSi, "level", Answer), 0u);
   EXPECT_EQ(store_->SubscribeConfig(kGroupVideo, "fps", recorder.Callback()), 4u);
-  for (SubscribeId_t id : {1, 2, 4})
-    EXPECT_EQ(store_->UnsubscribeConfig(id), KEL_S_OK);
-  // Gone: nobody told or asked, and the ids are refused from now on.
-  EXPECT_EQ(store_->SetKelConfig(kGroupVideo, "fps", ConfigData(25)), KEL_E_NOOBSERVER);
-  ConfigData untouched("caller's");
-  EXPECT_EQ(store_->GetDynamicConfig(kGroupTransmission, "mtu", untouched), KEL_E_NOOBSERVER);
-  EXPECT_EQ(untouched, ConfigData("caller's"));
-  EXPECT_EQ(store_->UnsubscribeConfig(1), KEL_E_BADSTATE);
-  EXPECT_TRUE(recorder.Changes().empty());
-  EXPECT_EQ(store_->BindConfig(kGroupTransmission, "mtu", Answer), 5u);  // the key is free again
-  IKelConfig* other = nullptr;
-  ASSERT_EQ(CreateKelConfig(kCallId + 1, &other), KEL_S_OK);
-  EXPECT_EQ(other->SubscribeConfig(kGroupVideo, "fps", recorder.Callback()), 1u);
-}
-
-TEST_F(SubscriptionTest, ProviderAnswersDynamicReadsAndSubscribersOnlyChanges) {
-  store_->SetKelConfig(kGroupAudioSi, "level", ConfigData(5));  // never consulted by the read
-  std::vector<KelConfigEvent> asked;
-  std::vector<uint64_t> askedOn;
-  Recorder recorder;
-  store_->SubscribeConfig(kGroupAudioSi, "level", recorder.Callback());
-  store_->BindConfig(kGroupAudioSi, "level", [&](const KelConfigEvent& e) {
-    asked.push_back(e);
-    askedOn.push_back(GetThreadSelfId());
-    return ConfigData("provided:" + e.defaultValue.ToString());
-  });
   ConfigData value;
   EXPECT_EQ(store_->GetDynamicConfig(kGroupAudioSi, "level", value, ConfigData(7)), KEL_S_OK);
   EXPECT_EQ(value, ConfigData("provided:7"));
-  ASSERT_EQ(asked.size(), 1u);
-  EXPECT_EQ(asked[0].name, "level");
-  EXPECT_FALSE(asked[0].oldValue.IsValid() || asked[0].newValue.IsValid());
-  EXPECT_EQ(asked[0].defaultValue, ConfigData(7));
-  EXPECT_EQ(asked[0].group, kGroupAudioSi);
-  EXPECT_EQ(asked[0].groupType, 14u);
-  EXPECT_EQ(askedOn, std::vector<uint64_t>{GetThreadSelfId()});
+  EXPECT_EQ(asked, Lines{"level 9/14: - ->  (7)"});
   // A change reaches the subscriber only; its first delivery was the initial one.
   EXPECT_EQ(store_->SetKelConfig(kGroupAudioSi, "level", ConfigData(6)), KEL_S_OK);
   EXPECT_EQ(recorder.Changes(), (Lines{"level 9/14: - -> 5", "level 9/14: 5 -> 6"}));
-  EXPECT_EQ(asked.size(), 1u);
-
-  // One provider per key and group, whoever asks.
-  IKelConfig* sameStore = nullptr;
-  ASSERT_EQ(CreateKelConfig(kCallId, &sameStore), KEL_S_OK);
-  EXPECT_EQ(sameStore->BindConfig(kGroupAudioSi, "level", Answer), 0u);
+  // Removed: nobody told or asked, the ids refused from now on, the key free again.
+  for (SubscribeId_t id : {1, 2, 4})
+    EXPECT_EQ(store_->UnsubscribeConfig(id), KEL_S_OK);
+  EXPECT_EQ(store_->UnsubscribeConfig(1), KEL_E_BADSTATE);
+  EXPECT_EQ(store_->SetKelConfig(kGroupAudioSi, "level", ConfigData(7)), KEL_E_NOOBSERVER);
+  ConfigData untouched("caller's");
+  EXPECT_EQ(store_->GetDynamicConfig(kGroupAudioSi, "level", untouched), KEL_E_NOOBSERVER);
+  EXPECT_EQ(untouched, ConfigData("caller's"));
+  EXPECT_EQ(asked.size() + recorder.Changes().size(), 3u);
+  EXPECT_EQ(store_->BindConfig(kGroupAudioSi, "level", Answer), 5u);
+  IKelConfig* other = nullptr;
+  ASSERT_EQ(CreateKelConfig(32, &other), KEL_S_OK);
+  EXPECT_EQ(other->SubscribeConfig(kGroupVideo, "fps", recorder.Callback()), 1u);
 }
 
 }  // namespace

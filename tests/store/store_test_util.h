@@ -14,17 +14,15 @@
 
 namespace kelStore {
 
-// The tests' one way into a store's internals, for what the public operations cannot show.
+// The tests' one way into a store's internals, for what the public operations cannot show: a
+// second provider for a key (the binding refuses it), and the count of live subscriptions.
 class KelConfigTestPeer {
  public:
-  // Lists `provider` for `name` behind the binding check, which refuses a second provider: the
-  // only way to see how a dynamic read treats two.
   static void ListSecondProvider(KelConfig& store, KelConfigGroup group, const char* name,
                                  const ConfigEventHandler::Ptr& provider) {
     ASSERT_EQ(store.m_observers[group].Subscribe(name, provider, &store, 0), KEL_S_OK);
     provider->busy.Leave(0);  // the list marks a subscriber busy for its first notification
   }
-  // Subscriptions and bindings the store counts as live (otherwise seen only in trace lines).
   static uint32_t TotalObservers(const KelConfig& store) { return store.m_TotalObservers.load(); }
 };
 
@@ -32,8 +30,7 @@ class KelConfigTestPeer {
 
 namespace storetest {
 
-// Every store test leaves the registry empty, so no test depends on another. (The clean-up and
-// destroy entry tracers stop after 150 calls per process: the suite stays well below that.)
+// Every store test leaves the registry empty, so no test depends on another.
 class StoreTest : public ::testing::Test {
  protected:
   void TearDown() override { kelStore::DestroyKelConfig(); }
