@@ -75,6 +75,8 @@ TEST_F(StoreTraceTest, EveryLineOnce) {
   });
   s->SetKelConfig(kGroupVideo, "fps", ConfigData(31));
   s->SetKelConfig(kGroupVideo, "fps", ConfigData(40));
+  s->UnsubscribeConfig(first);
+  s->UnsubscribeConfig(first);
   s->SubscribeConfig(kGroupVideo, "fps", ignore, &noQueue, false);
   // Removals tell nobody, and succeed also for what is not there.
   EXPECT_EQ(s->RemoveKelConfigByGroup(kGroupAudio), KEL_S_OK);
@@ -82,8 +84,6 @@ TEST_F(StoreTraceTest, EveryLineOnce) {
   EXPECT_EQ(s->RemoveKelConfig(kGroupAudio, "rate"), KEL_S_OK);
   EXPECT_EQ(s->GetKelConfig(kGroupAudio, "rate", value), KEL_E_BADSTATE);
   EXPECT_FALSE(value.IsValid());
-  s->UnsubscribeConfig(first);
-  s->UnsubscribeConfig(first);
   s->SetKelConfig(kGroupLast, "x", ConfigData(1));
   s->GetDynamicConfig(kGroupLast, "x", value);
   s->SubscribeConfig(kGroupLast, "x", ignore);
@@ -132,15 +132,15 @@ TEST_F(StoreTraceTest, EveryLineOnce) {
       "2 kelStore::KelConfig::fireEvents, Video, fps, 32 -> 40, bForceNotify=0 {5}",
       "1 kelStore::ConfigEventHandler::Notify, fps, 5, cost=101ms {handler}",
       "2 kelStore::KelConfig::fireEvents, Video, fps, nObservers=1 {5}",
-      "2 kelStore::KelConfig::subscribeConfig, Video, fps, 6, m_TotalObservers=5, "
+      "2 kelStore::KelConfig::unsubscribeConfig, Audio, rate, 1, m_TotalObservers=5 {5}",
+      "0 kelStore::KelConfig::UnsubscribeConfig, id=1, Failed [this={store}]",
+      "2 kelStore::KelConfig::subscribeConfig, Video, fps, 6, m_TotalObservers=4, "
       "pRunThread={noQueue}, bAsync=0 {5}",
       "0 kelStore::ConfigEventHandler::Notify, m_pRunThread={noQueue}, EventQueue == NULL "
       "{handler}",
       "2 kelStore::KelConfig::RemoveKelConfigByGroup, Audio, size=1 {5}",
       "2 kelStore::KelConfig::RemoveKelConfig, Video, fps, ret=1 {5}",
       "2 kelStore::KelConfig::RemoveKelConfig, Audio, rate, ret=0 {5}",
-      "2 kelStore::KelConfig::unsubscribeConfig, Audio, rate, 1, m_TotalObservers=6 {5}",
-      "0 kelStore::KelConfig::UnsubscribeConfig, id=1, Failed [this={store}]",
       "0 kelStore::KelConfig::SetKelConfigError parameters {5}",
       "0 kelStore::KelConfig::GetDynamicConfigError parameters {5}",
       "0 kelStore::KelConfig::subscribeConfigError parameters 0 {5}",
