@@ -1,8 +1,7 @@
-// Subscriptions, bindings and change notification as a store's clients see them, one thread at a
-// time (workers only run the deliveries handed to them). Lines: store/kel_config_store_test.cc.
+// Subscriptions, bindings and change notification as a store's clients see them. (The lines:
+// store/kel_config_store_test.cc.)
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
@@ -24,27 +23,17 @@ std::string Describe(const KelConfigEvent& e) {
          (e.defaultValue.IsValid() ? " (" + e.defaultValue.ToString() + ")" : "");
 }
 
-// Collects deliveries from any thread, and the threads they ran on.
+// Collects deliveries and the threads they ran on (workers deliver while the test waits).
 struct Recorder {
   fnConfigChangedCallBack Callback() {
     return [this](const KelConfigEvent& e) {
-      std::lock_guard<std::mutex> lock(mutex);
       changes.push_back(Describe(e));
       threads.insert(GetThreadSelfId());
     };
   }
-  Lines Changes() {
-    std::lock_guard<std::mutex> lock(mutex);
-    return changes;
-  }
-  std::mutex mutex;
   Lines changes;
   std::set<uint64_t> threads;
 };
-
-ConfigData Answer(const KelConfigEvent&) {
-  return ConfigData("answer");
-}
 
 class SubscriptionTest : public storetest::StoreTest {
  protected:
@@ -66,23 +55,33 @@ TEST_F(SubscriptionTest, NewSubscriberGetsTheCurrentValueThenEachChangeOnItsThre
                                   how == kDirect ? nullptr : &worker, how == kPosted);
       eventtest::Flush(worker);
       Lines expected = keyHasValue ? Lines{key + " 5/1: - -> 30"} : Lines{};
-      EXPECT_EQ(recorder.Changes(), expected);
+      EXPECT_EQ(recorder.changes, expected);
       // Sent and direct deliveries are done when the set returns; a posted one is only queued,
       // and still arrives after its subscription is gone (the removal does not wait for it).
       eventtest::Signal open;
       if (how == kPosted) eventtest::HoldQueue(worker, open);
       EXPECT_EQ(store_->SetKelConfig(kGroupVideo, key.c_str(), ConfigData(60)), KEL_S_OK);
-      EXPECT_EQ(recorder.Changes().size(), expected.size() + (how == kPosted ? 0 : 1));
+      EXPECT_EQ(recorder.changes.size(), expected.size() + (how == kPosted ? 0 : 1));
       EXPECT_EQ(store_->UnsubscribeConfig(id), KEL_S_OK);
       EXPECT_EQ(store_->SetKelConfig(kGroupVideo, key.c_str(), ConfigData(90)), KEL_E_NOOBSERVER);
       open.Set();
       eventtest::Flush(worker);
       expected.push_back(key + " 5/1: " + (keyHasValue ? "30" : "-") + " -> 60");
-      EXPECT_EQ(recorder.Changes(), expected);
+      EXPECT_EQ(recorder.changes, expected);
       EXPECT_EQ(recorder.threads,
                 std::set<uint64_t>{how == kDirect ? GetThreadSelfId() : worker.GetThreadId()});
     }
   }
+}
+
+TEST_F(SubscriptionTest, SubscriberAddedDuringADeliveryMissesIt) {
+  Recorder late;
+  store_->SubscribeConfig(kGroupAudio, "gain", [&](const KelConfigEvent& e) {
+    if (e.newValue == ConfigData(2)) store_->SubscribeConfig(kGroupAudio, "gain", late.Callback());
+  });
+  store_->SetKelConfig(kGroupAudio, "gain", ConfigData(1));
+  EXPECT_EQ(store_->SetKelConfig(kGroupAudio, "gain", ConfigData(2)), KEL_S_OK);
+  EXPECT_EQ(late.changes, Lines{"gain 3/0: - -> 2"});  // its first value, not "1 -> 2"
 }
 
 TEST_F(SubscriptionTest, SetResultsAndWhatSubscribersSee) {
@@ -119,7 +118,7 @@ TEST_F(SubscriptionTest, SetResultsAndWhatSubscribersSee) {
               step.result);
     if (step.change != nullptr) seen.push_back(std::string("rate 3/0: ") + step.change);
     for (Recorder& recorder : recorders)
-      EXPECT_EQ(recorder.Changes(), seen);
+      EXPECT_EQ(recorder.changes, seen);
     ConfigData out("stale");
     EXPECT_EQ(store_->GetKelConfig(kGroupAudio, "rate", out),
               *step.stored != '\0' ? KEL_S_OK : KEL_E_BADSTATE);
@@ -147,9 +146,10 @@ TEST_F(SubscriptionTest, ProvidersIdsAndRemoval) {
             2u);
   // One provider per key and group, whoever asks; ids count from 1 per store, shared by
   // subscriptions and bindings, and a refused binding uses one up.
+  const auto answer = [](const KelConfigEvent&) { return ConfigData("answer"); };
   IKelConfig* same = nullptr;
   ASSERT_EQ(CreateKelConfig(31, &same), KEL_S_OK);
-  EXPECT_EQ(same->BindConfig(kGroupAudioSi, "level", Answer), 0u);
+  EXPECT_EQ(same->BindConfig(kGroupAudioSi, "level", answer), 0u);
   EXPECT_EQ(store_->SubscribeConfig(kGroupVideo, "fps", recorder.Callback()), 4u);
   ConfigData value;
   EXPECT_EQ(store_->GetDynamicConfig(kGroupAudioSi, "level", value, ConfigData(7)), KEL_S_OK);
@@ -157,7 +157,7 @@ TEST_F(SubscriptionTest, ProvidersIdsAndRemoval) {
   EXPECT_EQ(asked, Lines{"level 9/14: - ->  (7)"});
   // A change reaches the subscriber only; its first delivery was the initial one.
   EXPECT_EQ(store_->SetKelConfig(kGroupAudioSi, "level", ConfigData(6)), KEL_S_OK);
-  EXPECT_EQ(recorder.Changes(), (Lines{"level 9/14: - -> 5", "level 9/14: 5 -> 6"}));
+  EXPECT_EQ(recorder.changes, (Lines{"level 9/14: - -> 5", "level 9/14: 5 -> 6"}));
   // Removed: nobody told or asked, the ids refused from now on, the key free again.
   for (SubscribeId_t id : {1, 2, 4})
     EXPECT_EQ(store_->UnsubscribeConfig(id), KEL_S_OK);
@@ -166,8 +166,8 @@ TEST_F(SubscriptionTest, ProvidersIdsAndRemoval) {
   ConfigData untouched("caller's");
   EXPECT_EQ(store_->GetDynamicConfig(kGroupAudioSi, "level", untouched), KEL_E_NOOBSERVER);
   EXPECT_EQ(untouched, ConfigData("caller's"));
-  EXPECT_EQ(asked.size() + recorder.Changes().size(), 3u);
-  EXPECT_EQ(store_->BindConfig(kGroupAudioSi, "level", Answer), 5u);
+  EXPECT_EQ(asked.size() + recorder.changes.size(), 3u);
+  EXPECT_EQ(store_->BindConfig(kGroupAudioSi, "level", answer), 5u);
   IKelConfig* other = nullptr;
   ASSERT_EQ(CreateKelConfig(32, &other), KEL_S_OK);
   EXPECT_EQ(other->SubscribeConfig(kGroupVideo, "fps", recorder.Callback()), 1u);

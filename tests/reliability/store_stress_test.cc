@@ -29,8 +29,7 @@ constexpr uint32_t kCallIds[] = {7101, 7102, 7103};
 constexpr size_t kCalls = 3;
 constexpr size_t kKept = 2;  // also the index of the recycled call
 constexpr int kOpThreads = 8;
-// Slots: three keys in three groups, and one in a fourth. "codec" has a provider for the whole
-// run on the kept calls.
+// Slots: three keys in three groups, one in a fourth; the kept calls' "codec"s have providers.
 constexpr size_t kSlots = 10;
 
 KelConfigGroup SlotGroup(size_t slot) {
@@ -184,8 +183,7 @@ TEST_F(StoreStress, SetGetSubscribeBindAcrossCallsWhileStoresComeAndGo) {
   TraceCapture capture(0);  // errors only
   for (int i = 0; i < 2; ++i)
     workers_.push_back(std::make_unique<COxEventThread>());
-  // The kept calls: a value in every slot, subscribers in all three modes on every slot, and a
-  // provider on every "codec".
+  // The kept calls: a value, a subscriber of each mode and the fixed providers on every slot.
   std::vector<Watcher*> fixed;
   for (size_t c = 0; c < kKept; ++c) {
     ASSERT_NE(keepers_[c] = Acquire(c), nullptr);
@@ -235,9 +233,8 @@ TEST_F(StoreStress, SetGetSubscribeBindAcrossCallsWhileStoresComeAndGo) {
           << kCallIds[w->call] << " " << SlotKey(w->slot) << " " << static_cast<int>(w->mode);
     }
   }
-  // Registry counts. A kept call: its keeper's reference plus the call's own until its one
-  // successful clean-up. The recycled call: each store made took one clean-up; the one still
-  // registered has only the call's own reference left.
+  // Registry counts: a kept call's keeper plus its own until its one clean-up; the recycled call
+  // made again (each store takes one clean-up), registered at most with its own reference.
   for (size_t c = 0; c < kKept; ++c) {
     EXPECT_LE(cleanUps_[c].load(), 1);
     EXPECT_EQ(storetest::RegistryCount(kCallIds[c]), 2 - cleanUps_[c].load());
@@ -246,8 +243,7 @@ TEST_F(StoreStress, SetGetSubscribeBindAcrossCallsWhileStoresComeAndGo) {
   const int32_t recycled = storetest::RegistryCount(kCallIds[kKept]);
   EXPECT_TRUE(recycled == 1 || recycled == -1) << recycled;
 
-  // Withdraw and give back everything: nobody was reached late, no callback copy is left, and
-  // every store still registered takes its clean-up.
+  // Withdraw and give back everything: nobody reached late, no callback copy left.
   for (Watcher* w : fixed)
     Unwatch(w);
   workers_.clear();  // runs what is queued, then joins

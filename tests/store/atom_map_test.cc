@@ -1,5 +1,4 @@
-// atomMap: each operation's result, copies, and byte-wise order. (Its lock is exercised by
-// reliability/store_stress_test.cc.)
+// atomMap: each operation's result, copies and byte-wise order (its lock: store_stress_test.cc).
 #include <gtest/gtest.h>
 
 #include <functional>

@@ -1,6 +1,5 @@
-// The store registry and its exported functions: counting, destroy and reads by call id.
-// (Refused arguments are in badinput/store_bad_input_test.cc, trace lines in
-// kel_config_store_test.cc.)
+// The store registry: counting, destroy and reads by call id. (Refused arguments:
+// badinput/store_bad_input_test.cc; lines: kel_config_store_test.cc.)
 #include <gtest/gtest.h>
 
 #include <map>

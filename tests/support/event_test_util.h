@@ -1,5 +1,4 @@
-// Test helpers around worker threads: an event that runs a closure, a queue flush, a one-shot
-// signal and a held queue.
+// Test helpers around worker threads: a closure event, a queue flush, a signal, a held queue.
 #ifndef MEDIASTORES_TESTS_SUPPORT_EVENT_TEST_UTIL_H_
 #define MEDIASTORES_TESTS_SUPPORT_EVENT_TEST_UTIL_H_
 
@@ -38,8 +37,7 @@ inline void Flush(AOxThread& worker) {
   worker.GetEventQueue()->SendEvent(new FnEvent([] {}));
 }
 
-// A one-shot signal between threads. Wait() gives up after 30 s, a guard against a hang when the
-// awaited step never comes, and says whether the signal came.
+// A one-shot signal between threads. Wait() says whether it came, giving up after 30 s.
 class Signal {
  public:
   void Set() { set_.set_value(); }

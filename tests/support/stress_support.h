@@ -1,37 +1,23 @@
 // The harness of the bounded stress tests: threads let go together, the soak scale, a counter of
-// live callback copies and a fault log. (Closure events and queue flushes: event_test_util.h.)
-//
-// Soak runs: MEDIASTORES_SOAK=1 multiplies a stress test's operation counts by 50,
-// MEDIASTORES_SOAK=<n> (n > 1) by n, e.g. MEDIASTORES_SOAK=1 ctest --preset default -R Stress.
+// live callback copies and a fault log. Soak runs: MEDIASTORES_SOAK=1 multiplies a stress test's
+// operation counts by 50, MEDIASTORES_SOAK=<n> (n > 1) by n.
 #ifndef MEDIASTORES_TESTS_SUPPORT_STRESS_SUPPORT_H_
 #define MEDIASTORES_TESTS_SUPPORT_STRESS_SUPPORT_H_
 
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-#define MEDIASTORES_STRESS_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
-#define MEDIASTORES_STRESS_SANITIZED 1
-#endif
-#endif
-
 namespace stresstest {
 
-// `base` operations scaled by MEDIASTORES_SOAK, halved in a sanitized build; at least 1.
+// `base` operations scaled by MEDIASTORES_SOAK.
 inline int ScaledOps(int base) {
-  const int soak = std::getenv("MEDIASTORES_SOAK") ? std::atoi(std::getenv("MEDIASTORES_SOAK")) : 0;
-  long long ops = static_cast<long long>(base) * (soak == 1 ? 50 : std::max(soak, 1));
-#ifdef MEDIASTORES_STRESS_SANITIZED
-  ops /= 2;
-#endif
-  return static_cast<int>(std::clamp(ops, 1LL, 1LL << 30));
+  const char* soak = std::getenv("MEDIASTORES_SOAK");
+  const long long n = soak != nullptr ? std::atoi(soak) : 0;
+  return static_cast<int>(std::clamp(base * (n == 1 ? 50 : std::max(n, 1LL)), 1LL, 1LL << 30));
 }
 
 // Runs `body(t)` for t = 0 .. threads - 1, each on its own thread, all let go at once; returns
@@ -65,21 +51,17 @@ class LifeToken {
   std::atomic<int>* live_;
 };
 
-// Counts faults seen on any thread and keeps the first one's description for the report.
+// Counts faults seen on any thread and keeps the first one's description; read it once the
+// threads have ended.
 class FaultLog {
  public:
   void Add(const std::string& what) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (count_++ == 0) first_ = what;
+    if (count_.fetch_add(1) == 0) first_ = what;
   }
   int Count() const { return count_.load(); }
-  std::string Describe() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return "first fault: " + first_;
-  }
+  std::string Describe() const { return "first fault: " + first_; }
 
  private:
-  mutable std::mutex mutex_;
   std::atomic<int> count_{0};
   std::string first_;
 };

@@ -61,7 +61,7 @@ class KelConfig : public IKelConfig {
   // The observer list raises m_TotalObservers as it takes a subscription.
   friend ObserverMgr;
   // Tests only (defined in tests/store/store_test_util.h): lists a second provider behind the
-  // binding check, the one state the public operations cannot make.
+  // binding check, a state the public operations cannot make, and reads m_TotalObservers.
   friend class KelConfigTestPeer;
 
   // Firing step of a set: tells the subscribers of `name` in `group` (whose observer list is
