@@ -95,7 +95,7 @@ TEST_F(SubscriptionTest, SetResultsAndWhatSubscribersSee) {
                               record(e);
                             });
   }
-  // Value, forced, removal, result, what both subscribers see (null: nothing), value stored after.
+  // Value, forced, removal, result, what every subscriber sees (null: nothing), value after.
   // clang-format off
   struct Step { ConfigData value; bool force, remove; int32_t result; const char *change, *stored; };
   // clang-format on

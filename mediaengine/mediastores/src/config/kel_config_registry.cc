@@ -34,7 +34,8 @@ typedef std::unordered_map<const void*, KelConfigRegistry::iterator, KelConfigPt
     KelConfigPtrIndex;
 
 // Held for the whole of each registry function, including the construction and destruction of
-// stores (a store's destructor takes none of the registry's locks).
+// stores (a store's destructor takes none of the registry's locks). The exported functions take
+// it themselves; their declarations in the public header cannot name it to say so.
 COxStdMutex g_mutex;
 KelConfigRegistry g_mapConfigs MS_GUARDED_BY(g_mutex);
 KelConfigPtrIndex g_mapConfigIds MS_GUARDED_BY(g_mutex);
