@@ -3,10 +3,11 @@
 #include <condition_variable>
 #include <deque>
 #include <map>
-#include <mutex>
 #include <thread>
 
 #include "mediastores/thread.h"
+#include "platform/mutex.h"
+#include "platform/thread_annotations.h"
 
 namespace {
 std::atomic<uint64_t> g_nextThreadId{1};
@@ -37,24 +38,25 @@ void FireAndDispose(IOxEvent* event) {
 class COxEventThread::Impl : public IOxEventQueue {
  public:
   explicit Impl(bool withQueue) : m_withQueue(withQueue) {
-    std::unique_lock<std::mutex> lock(m_mutex);
+    COxUniqueGuard lock(m_mutex);
     m_thread = std::thread([this] { Run(); });
-    m_cv.wait(lock, [this] { return m_threadId != 0; });
+    while (m_threadId == 0)
+      lock.Wait(m_cv);
   }
 
   ~Impl() override {
     {
-      std::lock_guard<std::mutex> lock(m_mutex);
+      COxMutexGuard lock(m_mutex);
       m_stopping = true;
     }
     m_cv.notify_all();
     if (m_thread.joinable()) m_thread.join();
   }
 
-  int PostEvent(IOxEvent* event, uint32_t priority) override {
+  int PostEvent(IOxEvent* event, uint32_t priority) MS_EXCLUDES(m_mutex) override {
     if (event == nullptr) return -1;
     {
-      std::lock_guard<std::mutex> lock(m_mutex);
+      COxMutexGuard lock(m_mutex);
       m_queues[priority].push_back(Entry{event, nullptr});
       ++m_pending;
       // A worker that is running events picks this one up without a wake-up.
@@ -64,18 +66,19 @@ class COxEventThread::Impl : public IOxEventQueue {
     return 0;
   }
 
-  int SendEvent(IOxEvent* event) override {
+  int SendEvent(IOxEvent* event) MS_EXCLUDES(m_mutex) override {
     if (event == nullptr) return -1;
     if (GetThreadSelfId() == m_threadId) {
       FireAndDispose(event);
       return 0;
     }
-    bool done = false;
-    std::unique_lock<std::mutex> lock(m_mutex);
+    bool done = false;  // guarded by m_mutex: the worker sets it through the queue entry
+    COxUniqueGuard lock(m_mutex);
     m_queues[kSendPriority].push_back(Entry{event, &done});
     ++m_pending;
     if (m_workerWaiting) m_cv.notify_one();
-    m_doneCv.wait(lock, [&done] { return done; });
+    while (!done)
+      lock.Wait(m_doneCv);
     return 0;
   }
 
@@ -84,20 +87,21 @@ class COxEventThread::Impl : public IOxEventQueue {
  private:
   struct Entry {
     IOxEvent* event;
-    bool* done;  // set for a sent event: the sender waits for it
+    bool* done;  // set for a sent event, under m_mutex: the sender waits for it
   };
   // Sent events queue behind what was posted before them at the usual priority, so a module sees
   // its notifications in the order they were fired.
   static constexpr uint32_t kSendPriority = 128;
 
-  void Run() {
-    std::unique_lock<std::mutex> lock(m_mutex);
+  void Run() MS_EXCLUDES(m_mutex) {
+    COxUniqueGuard lock(m_mutex);
     m_threadId = GetThreadSelfId();
     m_cv.notify_all();
     for (;;) {
       if (!m_stopping && m_pending == 0) {
         m_workerWaiting = true;
-        m_cv.wait(lock, [this] { return m_stopping || m_pending != 0; });
+        while (!m_stopping && m_pending == 0)
+          lock.Wait(m_cv);
         m_workerWaiting = false;
       }
       if (m_pending == 0) return;  // stopping, and everything queued has run
@@ -108,9 +112,9 @@ class COxEventThread::Impl : public IOxEventQueue {
       Entry entry = queue->second.front();
       queue->second.pop_front();
       --m_pending;
-      lock.unlock();
+      lock.Unlock();  // events run without the lock: they may post and send again
       FireAndDispose(entry.event);
-      lock.lock();
+      lock.Lock();
       if (entry.done != nullptr) {
         *entry.done = true;
         m_doneCv.notify_all();
@@ -119,13 +123,15 @@ class COxEventThread::Impl : public IOxEventQueue {
   }
 
   const bool m_withQueue;
-  std::mutex m_mutex;
-  std::condition_variable m_cv;
-  std::condition_variable m_doneCv;
-  std::map<uint32_t, std::deque<Entry>, std::greater<uint32_t>> m_queues;
-  size_t m_pending = 0;          // events queued over all priorities
-  bool m_workerWaiting = false;  // the worker sleeps on m_cv
-  bool m_stopping = false;
+  COxStdMutex m_mutex;
+  std::condition_variable m_cv;      // the worker waits here for events or the stop
+  std::condition_variable m_doneCv;  // senders wait here for their events to have run
+  std::map<uint32_t, std::deque<Entry>, std::greater<uint32_t>> m_queues MS_GUARDED_BY(m_mutex);
+  size_t m_pending MS_GUARDED_BY(m_mutex) = 0;          // events queued over all priorities
+  bool m_workerWaiting MS_GUARDED_BY(m_mutex) = false;  // the worker sleeps on m_cv
+  bool m_stopping MS_GUARDED_BY(m_mutex) = false;
+  // Written once by the worker, under m_mutex, before the constructor returns; read-only after,
+  // so it is read without the lock.
   uint64_t m_threadId = 0;
   std::thread m_thread;
 

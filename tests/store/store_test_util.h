@@ -5,17 +5,32 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 
 #include "mediaengine/mediastores/src/config/kel_config_registry.h"
+#include "mediaengine/mediastores/src/config/kel_config_store.h"
 #include "mediastores/mediastores.h"
 #include "platform/text_formator.h"
 
+namespace kelStore {
+
+// The tests' one way into a store's internals, for what the public operations cannot show: a
+// second provider for a key (the binding refuses it), and the count of live subscriptions.
+class KelConfigTestPeer {
+ public:
+  static void ListSecondProvider(KelConfig& store, KelConfigGroup group, const char* name,
+                                 const ConfigEventHandler::Ptr& provider) {
+    ASSERT_EQ(store.m_observers[group].Subscribe(name, provider, &store, 0), KEL_S_OK);
+    provider->busy.Leave(0);  // the list marks a subscriber busy for its first notification
+  }
+  static uint32_t TotalObservers(const KelConfig& store) { return store.m_TotalObservers.load(); }
+};
+
+}  // namespace kelStore
+
 namespace storetest {
 
-// Every store test leaves the registry empty, so no test depends on another. (The clean-up and
-// destroy entry tracers stop after 150 calls per process: the suite stays well below that.)
+// Every store test leaves the registry empty, so no test depends on another.
 class StoreTest : public ::testing::Test {
  protected:
   void TearDown() override { kelStore::DestroyKelConfig(); }
@@ -36,24 +51,7 @@ inline std::string StoreDecoration(uint32_t callId, const void* store) {
 
 // The registry count of `callId`, -1 when the call has no entry.
 inline int32_t RegistryCount(uint32_t callId) {
-  std::lock_guard<std::mutex> lock(kelStore::g_mutex);
-  auto entry = kelStore::g_mapConfigs.find(callId);
-  return entry == kelStore::g_mapConfigs.end() ? -1 : entry->second.second;
-}
-
-// Whether the pointer index agrees with the registry: one index entry per registered store,
-// leading to its entry.
-inline bool RegistryIndexConsistent() {
-  std::lock_guard<std::mutex> lock(kelStore::g_mutex);
-  if (kelStore::g_mapConfigIds.size() != kelStore::g_mapConfigs.size()) return false;
-  for (const auto& entry : kelStore::g_mapConfigs) {
-    auto indexed = kelStore::g_mapConfigIds.find(
-        static_cast<const kelStore::IKelConfig*>(entry.second.first.get()));
-    if (indexed == kelStore::g_mapConfigIds.end() || indexed->second->first != entry.first) {
-      return false;
-    }
-  }
-  return true;
+  return kelStore::GetKelConfigCountForUT(callId);
 }
 
 }  // namespace storetest

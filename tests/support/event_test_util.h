@@ -1,13 +1,11 @@
-// Test helpers around worker threads: an event that runs a closure, a queue flush, a one-shot
-// signal and a held queue.
+// Test helpers around worker threads: a closure event, a queue flush, a signal, a held queue.
 #ifndef MEDIASTORES_TESTS_SUPPORT_EVENT_TEST_UTIL_H_
 #define MEDIASTORES_TESTS_SUPPORT_EVENT_TEST_UTIL_H_
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
+#include <future>
 #include <utility>
 
 #include "mediastores/thread.h"
@@ -39,26 +37,15 @@ inline void Flush(AOxThread& worker) {
   worker.GetEventQueue()->SendEvent(new FnEvent([] {}));
 }
 
-// A one-shot signal between threads.
+// A one-shot signal between threads. Wait() says whether it came, giving up after 30 s.
 class Signal {
  public:
-  void Set() {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      set_ = true;
-    }
-    cv_.notify_all();
-  }
-  // Waits at most 30 s, a guard against a hang when the awaited step never comes.
-  bool Wait() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return cv_.wait_for(lock, std::chrono::seconds(30), [this] { return set_; });
-  }
+  void Set() { set_.set_value(); }
+  bool Wait() { return done_.wait_for(std::chrono::seconds(30)) == std::future_status::ready; }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable cv_;
-  bool set_ = false;
+  std::promise<void> set_;
+  std::shared_future<void> done_ = set_.get_future().share();
 };
 
 // Holds the worker's queue (what is posted after this waits) until `open` is set.

@@ -5,16 +5,20 @@
 #include <cstddef>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
 
+#include "platform/mutex.h"
+#include "platform/thread_annotations.h"
+
 namespace kelStore {
 
 // Each operation takes the lock for its whole duration and releases it before returning, so two
-// operations never interleave; nothing spans two operations.
+// operations never interleave; nothing spans two operations. The operations are not marked
+// MS_EXCLUDES: Traverse's callback may call them again on the same thread with the (recursive)
+// lock held, a re-entry through a callback that the analysis cannot follow.
 //
 // Keys are ordered by K's operator< (for strings: byte-wise). A std::string-keyed map is looked up
 // from a std::string_view (or a C string) without building a key string: the comparator is the
@@ -28,9 +32,10 @@ class atomMap {
 
   atomMap() = default;
   // A new map with its own mutex and a copy of `other`'s entries. Deliberately only the new map's
-  // lock is taken, not `other`'s: the caller must keep `other` still while it is copied.
-  atomMap(const atomMap& other) {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+  // lock is taken, not `other`'s: the caller must keep `other` still while it is copied. (Reading
+  // `other` unlocked is the point, hence no analysis.)
+  atomMap(const atomMap& other) MS_NO_THREAD_SAFETY_ANALYSIS {
+    COxMutexGuard lock(m_mutex);
     m_map = other.m_map;
   }
   atomMap& operator=(const atomMap&) = delete;
@@ -38,7 +43,7 @@ class atomMap {
 
   // Assigns the key's value to `out` and returns true; false (and `out` untouched) when absent.
   bool Get(KeyArg key, V& out) const {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     auto it = m_map.find(key);
     if (it == m_map.end()) return false;
     out = it->second;
@@ -48,7 +53,7 @@ class atomMap {
   // Inserts or overwrites; returns the previous value, or V() when the key was absent. A new key
   // costs one map node; an existing key is overwritten in place.
   V Set(KeyArg key, const V& value) {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     auto it = m_map.lower_bound(key);
     if (it != m_map.end() && !m_map.key_comp()(key, it->first)) {
       V previous = std::move(it->second);
@@ -62,7 +67,7 @@ class atomMap {
 
   // Inserts only when the key is absent (true); a present key is left as it is (false).
   bool SetEx(KeyArg key, const V& value) {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     auto it = m_map.lower_bound(key);
     if (it != m_map.end() && !m_map.key_comp()(key, it->first)) return false;
     m_map.emplace_hint(it, std::piecewise_construct, std::forward_as_tuple(key),
@@ -72,7 +77,7 @@ class atomMap {
 
   // Removes the key and returns its value; V() when absent.
   V GetErase(KeyArg key) {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     auto it = m_map.find(key);
     if (it == m_map.end()) return V();
     V value = std::move(it->second);
@@ -82,7 +87,7 @@ class atomMap {
 
   // True when an entry was removed.
   bool Erase(KeyArg key) {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     auto it = m_map.find(key);
     if (it == m_map.end()) return false;
     m_map.erase(it);
@@ -90,12 +95,12 @@ class atomMap {
   }
 
   void Clear() {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     m_map.clear();
   }
 
   size_t Size() const {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     return m_map.size();
   }
 
@@ -104,14 +109,14 @@ class atomMap {
   // std::bad_function_call.
   void Traverse(const TraverseFn& fn) const {
     if (!fn) throw std::bad_function_call();
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     for (const auto& entry : m_map)
       fn(entry.first, entry.second);
   }
 
   // Copies the value of the smallest key; false on an empty map.
   bool GetFirst(V& out) const {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     if (m_map.empty()) return false;
     out = m_map.begin()->second;
     return true;
@@ -119,7 +124,7 @@ class atomMap {
 
   // Moves out the value of the smallest key and removes its entry; false on an empty map.
   bool PopFirst(V& out) {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     if (m_map.empty()) return false;
     auto first = m_map.begin();
     out = std::move(first->second);
@@ -128,8 +133,8 @@ class atomMap {
   }
 
  private:
-  mutable std::recursive_mutex m_mutex;
-  std::map<K, V, std::less<>> m_map;
+  mutable COxStdRecursiveMutex m_mutex;
+  std::map<K, V, std::less<>> m_map MS_GUARDED_BY(m_mutex);
 };
 
 }  // namespace kelStore

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "mediaengine/mediastores/src/config/busy_mark.h"
 #include "mediastores/config_event.h"
 #include "mediastores/kel_config.h"
 #include "mediastores/thread.h"
@@ -41,10 +42,8 @@ class ConfigEventHandler {
   std::string name;
   // Notify/Invoke calls currently running on this handler.
   std::atomic<uint32_t> level{0};
-  // Deliveries in progress; removal waits for it to drop to 0.
-  std::atomic<int32_t> busyCount{0};
-  // The thread that marked the handler busy, 0 when none.
-  std::atomic<uint64_t> busyThread{0};
+  // Deliveries in progress and the thread that marked them; a removal waits on it.
+  BusyMark busy;
   AOxThread* m_pRunThread = nullptr;
   bool bAsync = false;
   fnConfigInvokeCallBack onInvoke;

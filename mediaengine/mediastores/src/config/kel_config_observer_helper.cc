@@ -22,22 +22,17 @@ void KelConfigObserverHelper::SetIKelConfig(IKelConfig* store) {
   }
 }
 
-namespace {
-
-// Steps shared by SubscribeConfig and BindConfig. `slot` is the record's field for this kind of
-// callback; `forward` registers the record's callback with the store and returns the store's id.
-// Trace lines carry the name of the public operation whose __PRETTY_FUNCTION__ is `signature`.
 template <typename Callback, typename Forward>
-SubscribeId_t Remember(const void* self, const char* signature,
-                       atomMap<std::string, ConfigEventHandler::Ptr>& names,
-                       atomMap<SubscribeId_t, ConfigEventHandler::Ptr>& live, bool haveStore,
-                       KelConfigGroup group, const char* name, Callback cb,
-                       Callback ConfigEventHandler::*slot, Forward&& forward) {
+SubscribeId_t KelConfigObserverHelper::Remember(const char* signature, KelConfigGroup group,
+                                                const char* name, Callback cb,
+                                                Callback ConfigEventHandler::*slot,
+                                                Forward&& forward) {
   const std::string_view key(name);
   if (key.empty()) {
-    KEL_TRACE_AS(0, signature, "Error parameters" << TraceThis{self});
+    KEL_TRACE_AS(0, signature, "Error parameters" << TraceThis{this});
     return 0;
   }
+  atomMap<std::string, ConfigEventHandler::Ptr>& names = m_nameMaps[group];
   ConfigEventHandler::Ptr record;
   if (names.Get(key, record)) {
     // Already live in this group, or already carrying this kind of callback.
@@ -51,18 +46,16 @@ SubscribeId_t Remember(const void* self, const char* signature,
     record->name = key;
   }
   if (!names.SetEx(key, record)) return 0;
-  if (!haveStore) return 0;
+  if (m_pIKelConfig == nullptr) return 0;
 
   record->id = forward((*record).*slot);
   if (record->id == 0) {
     names.Erase(key);
     return 0;
   }
-  live.Set(record->id, record);
+  m_idMap.Set(record->id, record);
   return record->id;
 }
-
-}  // namespace
 
 SubscribeId_t KelConfigObserverHelper::SubscribeConfig(KelConfigGroup group, const char* name,
                                                        fnConfigChangedCallBack cb,
@@ -71,8 +64,7 @@ SubscribeId_t KelConfigObserverHelper::SubscribeConfig(KelConfigGroup group, con
     KEL_TRACE_ERROR("Error parameters" << TraceThis{this});
     return 0;
   }
-  return Remember(this, __PRETTY_FUNCTION__, m_nameMaps[group], m_idMap, m_pIKelConfig != nullptr,
-                  group, name, std::move(cb), &ConfigEventHandler::onChanged,
+  return Remember(__PRETTY_FUNCTION__, group, name, std::move(cb), &ConfigEventHandler::onChanged,
                   [&](const fnConfigChangedCallBack& changed) {
                     return m_pIKelConfig->SubscribeConfig(group, name, changed, pRunThread, bAsync);
                   });
@@ -84,9 +76,8 @@ SubscribeId_t KelConfigObserverHelper::BindConfig(KelConfigGroup group, const ch
     KEL_TRACE_ERROR("Error parameters" << TraceThis{this});
     return 0;
   }
-  return Remember(this, __PRETTY_FUNCTION__, m_nameMaps[group], m_idMap, m_pIKelConfig != nullptr,
-                  group, name, std::move(provider), &ConfigEventHandler::onInvoke,
-                  [&](const fnConfigInvokeCallBack& invoke) {
+  return Remember(__PRETTY_FUNCTION__, group, name, std::move(provider),
+                  &ConfigEventHandler::onInvoke, [&](const fnConfigInvokeCallBack& invoke) {
                     return m_pIKelConfig->BindConfig(group, name, invoke);
                   });
 }

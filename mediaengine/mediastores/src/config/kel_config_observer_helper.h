@@ -63,6 +63,14 @@ class KelConfigObserverHelper {
   void ReSubscribeConfig();
 
  private:
+  // Steps shared by SubscribeConfig and BindConfig for `name` in `group`: `slot` is the record's
+  // field for this kind of callback; `forward` registers the record's callback with the store and
+  // returns the store's id. Trace lines carry the name of the public operation whose
+  // __PRETTY_FUNCTION__ is `signature`.
+  template <typename Callback, typename Forward>
+  SubscribeId_t Remember(const char* signature, KelConfigGroup group, const char* name, Callback cb,
+                         Callback ConfigEventHandler::*slot, Forward&& forward);
+
   // Live records by store id.
   atomMap<SubscribeId_t, std::shared_ptr<ConfigEventHandler>> m_idMap;
   // Every record by name, one map per usable group.

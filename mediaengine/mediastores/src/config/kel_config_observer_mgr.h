@@ -6,13 +6,15 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "mediaengine/mediastores/src/config/busy_mark.h"
 #include "mediastores/config_event.h"
 #include "mediastores/result_codes.h"
+#include "platform/mutex.h"
+#include "platform/thread_annotations.h"
 
 namespace kelStore {
 
@@ -28,28 +30,28 @@ class KelConfigObserverMgr {
   KelConfigObserverMgr(const KelConfigObserverMgr&) = delete;
   KelConfigObserverMgr& operator=(const KelConfigObserverMgr&) = delete;
 
-  // Appends a subscription handler to the key's list, raises `store->m_TotalObservers` and leaves
-  // the handler marked busy for `threadId` (the subscriber clears the mark after its first
+  // Appends a subscription handler to the key's list, raises `store->m_TotalObservers` and
+  // enters the handler's busy mark for `threadId` (the subscriber leaves it after its first
   // notification). KEL_E_FAIL when the handler is already in the list; KEL_E_INVALIDARG for an
   // empty or null name or a null handler.
   template <class Store>
-  int32_t Subscribe(const char* name, const HandlerPtr& handler, Store* store, uint64_t threadId) {
+  int32_t Subscribe(const char* name, const HandlerPtr& handler, Store* store, uint64_t threadId)
+      MS_EXCLUDES(m_mutex) {
     if (name == nullptr || name[0] == '\0' || !handler) return KEL_E_INVALIDARG;
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     List& list = m_lists.try_emplace(std::string(name)).first->second;
     if (Contains(list, handler)) return KEL_E_FAIL;
     list.push_back(handler);
     if (store != nullptr) store->m_TotalObservers.fetch_add(1);
-    handler->busyCount.fetch_add(1);
-    handler->busyThread.store(threadId);
+    handler->busy.Enter(threadId);
     return KEL_S_OK;
   }
 
   // Appends a provider handler. KEL_E_FAIL when the handler is already listed or the key already
   // has a provider (one per key and group); touches no counter.
-  int32_t Bind(const char* name, const HandlerPtr& handler) {
+  int32_t Bind(const char* name, const HandlerPtr& handler) MS_EXCLUDES(m_mutex) {
     if (name == nullptr || name[0] == '\0' || !handler) return KEL_E_INVALIDARG;
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     List& list = m_lists.try_emplace(std::string(name)).first->second;
     for (const HandlerPtr& listed : list) {
       if (listed == handler || listed->onInvoke) return KEL_E_FAIL;
@@ -61,9 +63,10 @@ class KelConfigObserverMgr {
   // Removes one handler and runs `onRemoved(handler)` while still holding the lock. KEL_E_FAIL
   // for an unknown key or handler. The key's list stays, empty or not.
   template <class OnRemoved>
-  int32_t Unsubscribe(const char* name, const HandlerPtr& handler, OnRemoved&& onRemoved) {
+  int32_t Unsubscribe(const char* name, const HandlerPtr& handler, OnRemoved&& onRemoved)
+      MS_EXCLUDES(m_mutex) {
     if (name == nullptr || name[0] == '\0' || !handler) return KEL_E_INVALIDARG;
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    COxMutexGuard lock(m_mutex);
     auto found = m_lists.find(std::string_view(name));
     if (found == m_lists.end()) return KEL_E_FAIL;
     List& list = found->second;
@@ -81,11 +84,11 @@ class KelConfigObserverMgr {
   // in list order; then, without the lock, calls `deliver(handler)` for each, in the same order.
   // A handler removed during the walk may still get the event under way; one added does not.
   template <class Mark, class Deliver>
-  int32_t FireEvent(const char* name, Mark&& mark, Deliver&& deliver) {
+  int32_t FireEvent(const char* name, Mark&& mark, Deliver&& deliver) MS_EXCLUDES(m_mutex) {
     if (name == nullptr || name[0] == '\0') return KEL_E_INVALIDARG;
     Snapshot snapshot;
     {
-      std::lock_guard<std::recursive_mutex> lock(m_mutex);
+      COxMutexGuard lock(m_mutex);
       auto found = m_lists.find(std::string_view(name));
       if (found == m_lists.end() || found->second.empty()) return KEL_S_OK;
       snapshot.Fill(found->second);
@@ -98,12 +101,12 @@ class KelConfigObserverMgr {
   }
 
   // The change walk's delivery step: notify a subscriber (providers are passed over), count it
-  // when Notify says it has a change callback, then clear the busy mark this walk set.
+  // when Notify says it has a change callback, then leave the busy mark this walk entered.
   static void DeliverChange(const HandlerPtr& handler, const KelConfigEvent& event,
                             uint32_t& nObservers, uint64_t threadId) {
     if (!handler->onChanged) return;
+    BusyMark::Scope marked(handler->busy, threadId);
     if (handler->Notify(event)) ++nObservers;
-    ClearBusy(handler, threadId);
   }
 
   // The provider walk's delivery step: only the first provider in list order is asked (its
@@ -112,9 +115,9 @@ class KelConfigObserverMgr {
   static void DeliverInvoke(const HandlerPtr& handler, const KelConfigEvent& event,
                             uint32_t& nCallees, Value& value, uint64_t threadId) {
     if (!handler->onInvoke) return;
+    BusyMark::Scope marked(handler->busy, threadId);
     if (nCallees == 0) value = handler->Invoke(event);
     ++nCallees;
-    ClearBusy(handler, threadId);
   }
 
  private:
@@ -151,14 +154,9 @@ class KelConfigObserverMgr {
     return false;
   }
 
-  static void ClearBusy(const HandlerPtr& handler, uint64_t threadId) {
-    uint64_t expected = threadId;
-    handler->busyThread.compare_exchange_strong(expected, 0);
-    handler->busyCount.fetch_sub(1);
-  }
-
-  std::map<std::string, List, std::less<>> m_lists;
-  std::recursive_mutex m_mutex;
+  std::map<std::string, List, std::less<>> m_lists MS_GUARDED_BY(m_mutex);
+  // Recursive as the platform's observer lists are; nothing here takes it twice.
+  COxStdRecursiveMutex m_mutex;
 };
 
 }  // namespace kelStore

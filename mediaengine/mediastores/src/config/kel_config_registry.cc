@@ -1,20 +1,48 @@
 #include "mediaengine/mediastores/src/config/kel_config_registry.h"
 
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <unordered_map>
+#include <utility>
+
+#include "mediaengine/mediastores/src/config/kel_config_store.h"
 #include "mediastores/kel_config_helper.h"
 #include "mediastores/result_codes.h"
+#include "platform/mutex.h"
+#include "platform/thread_annotations.h"
 #include "platform/trace.h"
 
 namespace kelStore {
 
-KelConfigRegistry g_mapConfigs;
-std::mutex g_mutex;
-KelConfigPtrIndex g_mapConfigIds;
-
 namespace {
 
+// Call id -> (store, count). A store made by CreateKelConfig enters with count 2: one for its
+// creator, one for the call's CleanUpKelConfig. Each further create adds 1; ReleaseKelConfig and
+// CleanUpKelConfig subtract 1 and erase the entry when the count was below 2 before.
+typedef std::map<uint32_t, std::pair<std::shared_ptr<KelConfig>, int32_t>> KelConfigRegistry;
+
+// Hash of a store pointer (a type of the library's own, which keeps the index's code inside the
+// library).
+struct KelConfigPtrHash {
+  size_t operator()(const void* store) const { return std::hash<const void*>()(store); }
+};
+// Store pointer (as the IKelConfig* handed out) -> entry of g_mapConfigs, for every entry, changed
+// together with it, so that a release finds its entry without walking the registry.
+typedef std::unordered_map<const void*, KelConfigRegistry::iterator, KelConfigPtrHash>
+    KelConfigPtrIndex;
+
+// Held for the whole of each registry function, including the construction and destruction of
+// stores (a store's destructor takes none of the registry's locks). The exported functions take
+// it themselves; their declarations in the public header cannot name it to say so.
+COxStdMutex g_mutex;
+KelConfigRegistry g_mapConfigs MS_GUARDED_BY(g_mutex);
+KelConfigPtrIndex g_mapConfigIds MS_GUARDED_BY(g_mutex);
+
 // Takes one count off an entry and erases it when the count was below 2 before; the store goes
-// with the entry unless someone else still shares it. Returns the new count. g_mutex held.
-int32_t DropReference(KelConfigRegistry::iterator entry) {
+// with the entry unless someone else still shares it. Returns the new count.
+int32_t DropReference(KelConfigRegistry::iterator entry) MS_REQUIRES(g_mutex) {
   const int32_t before = entry->second.second;
   entry->second.second = before - 1;
   if (before < 2) {
@@ -31,7 +59,7 @@ extern "C" {
 int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
   if (ppConfig == nullptr) return KEL_E_INVALIDARG;
   KEL_TRACE_INFO(TraceCid{callId});
-  std::lock_guard<std::mutex> lock(g_mutex);
+  COxMutexGuard lock(g_mutex);
   if (*ppConfig != nullptr) return KEL_E_INVALIDARG;
 
   auto entry = g_mapConfigs.lower_bound(callId);
@@ -55,7 +83,7 @@ int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
 
 int32_t ReleaseKelConfig(IKelConfig* pConfig) {
   if (pConfig == nullptr) return KEL_E_INVALIDARG;
-  std::lock_guard<std::mutex> lock(g_mutex);
+  COxMutexGuard lock(g_mutex);
   // A store is registered under one call id only, so the index finds the same entry as a walk
   // of the registry in call-id order would.
   auto indexed = g_mapConfigIds.find(pConfig);
@@ -68,7 +96,7 @@ int32_t ReleaseKelConfig(IKelConfig* pConfig) {
 
 int32_t CleanUpKelConfig(uint32_t callId) {
   KEL_FUNC_TRACER("kelStore::CleanUpKelConfig", 881, ", callId=" << callId);
-  std::lock_guard<std::mutex> lock(g_mutex);
+  COxMutexGuard lock(g_mutex);
   auto entry = g_mapConfigs.find(callId);
   if (entry == g_mapConfigs.end()) return KEL_E_FAIL;
   // A call is cleaned up once; a second clean-up leaves the count alone.
@@ -81,7 +109,7 @@ int32_t CleanUpKelConfig(uint32_t callId) {
 
 void DestroyKelConfig() {
   KEL_FUNC_TRACER("kelStore::DestroyKelConfig", 902, "");
-  std::lock_guard<std::mutex> lock(g_mutex);
+  COxMutexGuard lock(g_mutex);
   for (const auto& entry : g_mapConfigs) {
     KEL_TRACE_INFO(", callId=" << entry.first << ", counts=" << entry.second.second);
   }
@@ -92,7 +120,7 @@ void DestroyKelConfig() {
 }
 
 uint32_t GetKelConfigSizeForUT() {
-  std::lock_guard<std::mutex> lock(g_mutex);
+  COxMutexGuard lock(g_mutex);
   return static_cast<uint32_t>(g_mapConfigs.size());
 }
 
@@ -110,5 +138,11 @@ int32_t GetKelConfigValueEx(uint32_t group, const char* name, ConfigData& out, u
 }
 
 }  // extern "C"
+
+int32_t GetKelConfigCountForUT(uint32_t callId) {
+  COxMutexGuard lock(g_mutex);
+  const auto entry = g_mapConfigs.find(callId);
+  return entry == g_mapConfigs.end() ? -1 : entry->second.second;
+}
 
 }  // namespace kelStore

@@ -1,30 +1,15 @@
 #include "mediaengine/mediastores/src/config/kel_config_store.h"
 
-#include <chrono>
 #include <optional>
 #include <string_view>
-#include <thread>
 #include <utility>
 
 #include "mediastores/result_codes.h"
-#include "mediastores/timer_fact.h"
 #include "platform/trace.h"
 
 namespace kelStore {
 
 namespace {
-
-// The platform timer in milliseconds (the mock clock when one is set).
-long long NowMillis() {
-  return timer_fact<tick_policy>::now() / 1000;
-}
-
-// A removal waits this long for running deliveries to end, reporting every half second.
-constexpr long long kRemovalWaitMillis = 3001;
-constexpr long long kRemovalReportMillis = 500;
-// Guard for a clock that does not move (a frozen mock clock): the wait also ends after this many
-// 1 ms sleeps.
-constexpr int kRemovalWaitMaxSleeps = 4000;
 
 // An event about `name` in `group`: the three values given, groupType from the group.
 KelConfigEvent MakeEvent(const char* name, KelConfigGroup group, ConfigValue oldValue,
@@ -86,25 +71,23 @@ SubscribeId_t KelConfig::subscribeConfig(KelConfigGroup group, const char* name,
   handler->id = id;
   handler->group = group;
   handler->name = name;
-  handler->busyThread = 0;
   handler->m_pRunThread = pRunThread;
   handler->bAsync = bAsync;
-  handler->busyCount = 0;
+  handler->busy.Reset();
   KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name << ", " << id
                       << ", m_TotalObservers=" << m_TotalObservers.load()
                       << ", pRunThread=" << static_cast<const void*>(pRunThread)
                       << ", bAsync=" << (bAsync ? 1 : 0) << TraceCid{callId} << TraceThis{this});
-  // Leaves the handler marked busy for this thread until its first notification is done.
+  // The list enters the handler's busy mark for this thread, so that a removal waits for the
+  // first notification; the mark is left when it is done.
   if (m_observers[group].Subscribe(name, handler, this, self) != KEL_S_OK) return 0;
+  const BusyMark::Scope firstNotification(handler->busy, self);
   m_handlers.Set(id, handler);
 
   ConfigValue current;
   if (m_values[group].Get(name, current)) {
     handler->Notify(MakeEvent(name, group, ConfigValue(), std::move(current), ConfigValue()));
   }
-  handler->busyCount.fetch_sub(1);
-  uint64_t marker = self;
-  handler->busyThread.compare_exchange_strong(marker, 0);
   return id;
 }
 
@@ -123,8 +106,7 @@ SubscribeId_t KelConfig::bindConfig(KelConfigGroup group, const char* name,
   handler->id = id;
   handler->group = group;
   handler->name = name;
-  handler->busyThread = 0;
-  handler->busyCount = 0;
+  handler->busy.Reset();
   KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name << ", " << id
                       << ", m_TotalObservers=" << m_TotalObservers.load() << TraceCid{callId}
                       << TraceThis{this});
@@ -149,7 +131,7 @@ int32_t KelConfig::unsubscribeConfig(KelConfigGroup group, const char* name,
   const int32_t result =
       m_observers[group].Unsubscribe(name, handler, [&](const ConfigEventHandler::Ptr& removed) {
         m_TotalObservers.fetch_sub(1);
-        const uint64_t busyThread = removed->busyThread.load();
+        const uint64_t busyThread = removed->busy.Holder();
         if (busyThread == 0) return;
         // A delivery is under way; the removal goes ahead and waits for it below.
         KEL_TRACE_AS(0, signature,
@@ -162,17 +144,9 @@ int32_t KelConfig::unsubscribeConfig(KelConfigGroup group, const char* name,
 
   // Wait for deliveries that are still running. A callback removing its own subscription waits
   // for itself, so the wait is bounded: after about 3 s the removal counts as done.
-  const long long start = NowMillis();
-  long long lastReport = start;
-  for (int sleeps = 0; handler->busyCount.load() >= 1 && sleeps < kRemovalWaitMaxSleeps; ++sleeps) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    const long long now = NowMillis();
-    if (now - lastReport > kRemovalReportMillis) {
-      lastReport = now;
-      KEL_TRACE_WARN(", " << name << " Waiting for long time..." << TraceThis{this});
-    }
-    if (now - start >= kRemovalWaitMillis) break;
-  }
+  handler->busy.WaitUntilIdle([&] {
+    KEL_TRACE_AS(1, signature, ", " << name << " Waiting for long time..." << TraceThis{this});
+  });
   return KEL_S_OK;
 }
 
@@ -235,9 +209,8 @@ int32_t KelConfig::RemoveKelConfigByGroup(KelConfigGroup group) {
 
 void KelConfig::markBusy(const ConfigEventHandler::Ptr& handler, uint64_t self,
                          const char* signature, const char* walk) {
-  handler->busyCount.fetch_add(1);
-  uint64_t busyThread = 0;
-  if (handler->busyThread.compare_exchange_strong(busyThread, self)) return;
+  const uint64_t busyThread = handler->busy.Enter(self);
+  if (busyThread == 0) return;
   // Another delivery to this handler is under way; this one goes ahead as well.
   KEL_TRACE_AS(1, signature,
                ", " << walk << " Multiple notification, " << handler->name << ", " << busyThread

@@ -50,12 +50,19 @@ class KelConfig : public IKelConfig {
 
   uint32_t GetCallId() const { return callId; }
 
-  // The call's clean-up mark, read and set by the registry under its lock. Set once, never
-  // cleared; the store's own operations ignore it.
+  // The call's clean-up mark, read and set by the registry under its lock (which lives in
+  // kel_config_registry.cc, out of this header's reach). Set once, never cleared; the store's
+  // own operations ignore it.
   bool IsCleaned() const { return cleaned; }
   void SetCleaned() { cleaned = true; }
 
+ private:
   using ObserverMgr = KelConfigObserverMgr<ConfigEventHandler::Ptr>;
+  // The observer list raises m_TotalObservers as it takes a subscription.
+  friend ObserverMgr;
+  // Tests only (defined in tests/store/store_test_util.h): lists a second provider behind the
+  // binding check, a state the public operations cannot make, and reads m_TotalObservers.
+  friend class KelConfigTestPeer;
 
   // Firing step of a set: tells the subscribers of `name` in `group` (whose observer list is
   // `mgr`) that its value went from `oldValue` to `newValue`. KEL_E_UNCHANGED when the values are
@@ -69,9 +76,10 @@ class KelConfig : public IKelConfig {
   int32_t invokeEvent(ObserverMgr& mgr, const char* name, ConfigValue& value,
                       const ConfigValue& defaultValue, KelConfigGroup group);
 
-  // Mark step of a walk: counts a delivery to `handler` from thread `self` and takes its busy
-  // mark; a handler already marked by another delivery is reported at level 1 under the walking
-  // operation's name (`signature`, `walk`: "fireEvents" or "invokeEvent") and still delivered to.
+  // Mark step of a walk, run under the observer list's lock: enters `handler`'s busy mark for
+  // thread `self`; a handler already marked by another delivery is reported at level 1 under the
+  // walking operation's name (`signature`, `walk`: "fireEvents" or "invokeEvent") and still
+  // delivered to.
   void markBusy(const ConfigEventHandler::Ptr& handler, uint64_t self, const char* signature,
                 const char* walk);
 
@@ -87,18 +95,12 @@ class KelConfig : public IKelConfig {
   int32_t unsubscribeConfig(KelConfigGroup group, const char* name,
                             const ConfigEventHandler::Ptr& handler);
 
-  // The observer list of a usable group.
-  ObserverMgr& Observers(KelConfigGroup group) { return m_observers[group]; }
-
-  // Subscriptions and bindings currently registered (observer lists raise it as they take a
-  // subscription).
-  std::atomic<uint32_t> m_TotalObservers{0};
-
- private:
   // The entries {"key": name, "value": text} of one group, in name order; empty for a group
   // above 12. Walks the group's values under their lock.
   json::Array getConfigsJsonArray(KelConfigGroup group);
 
+  // Subscriptions and bindings currently registered (traced by the registration steps).
+  std::atomic<uint32_t> m_TotalObservers{0};
   const uint32_t callId;
   // Text of the last DumpKelConfigs, returned to its caller.
   std::string m_dumpText;

@@ -143,7 +143,6 @@ int32_t CKelMediastores::releaseMediastoresEntity(KelMediastoresEntityType type,
 
 bool CKelMediastores::isMediastoresEntityExisted(KelMediastoresEntityType type,
                                                  unsigned int callId) {
-  // Under the lock, so that a look-up never walks the map while another thread changes it.
   COxMutexGuard guard(m_mutex);
   return m_mapEntities.count(EntityKey(type, callId)) != 0;
 }

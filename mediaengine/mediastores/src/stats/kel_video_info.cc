@@ -19,7 +19,7 @@ constexpr size_t kTxSize = sizeof(st_KelVideoTxStatisticsInfo);
 constexpr size_t kLayerSize = sizeof(Layer);
 constexpr int32_t kResetNoiseLevel = -1;
 
-// The layer with index `n`, or null outside the six layers.
+// Whether `n` indexes one of the six layers.
 inline bool ValidLayer(int n) {
   return n >= 0 && n < kKelVideoLayerCount;
 }
