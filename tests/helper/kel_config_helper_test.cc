@@ -19,7 +19,13 @@ const auto kNoop = [](const KelConfigEvent&) {};
 const auto kAnswer = [](const auto& e) { return ConfigData("=" + e.defaultValue.ToString()); };
 
 // The number of subscriptions and bindings in the call's store.
-const auto kObservers = [] { return g_mapConfigs.at(kCall).first->m_TotalObservers.load(); };
+const auto kObservers = [] {
+  IKelConfig* store = nullptr;
+  EXPECT_EQ(CreateKelConfig(kCall, &store), KEL_S_OK);
+  const uint32_t count = KelConfigTestPeer::TotalObservers(*static_cast<KelConfig*>(store));
+  EXPECT_EQ(ReleaseKelConfig(store), KEL_S_OK);
+  return count;
+};
 
 using KelConfigHelperTest = storetest::StoreTest;
 
