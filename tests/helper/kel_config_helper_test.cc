@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -112,6 +113,34 @@ TEST_F(KelConfigHelperTest, SubscriptionsBeforeTheStoreGoLiveAndEverythingIsGive
   }
   EXPECT_EQ(storetest::RegistryCount(kCall), 1);  // both references given back
   EXPECT_EQ(kObservers(), 0u);                    // and every subscription withdrawn
+}
+
+// Any engine thread may use a helper it shares: subscriptions, bindings and withdrawals by name
+// of three names from four threads keep one live record per name and leave nothing behind.
+TEST_F(KelConfigHelperTest, OneHelperSharedByFourThreads) {
+  {
+    KelConfigHelper shared(kCall);
+    const char* const names[] = {"a", "b", "c"};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+      threads.emplace_back([&, t] {
+        for (int i = 0; i < 3000; ++i) {
+          const char* name = names[(i + t) % 3];
+          if (i % 3 == 0) shared.SubscribeConfig(name, kNoop, kGroupAudio);
+          if (i % 3 == 1) shared.BindConfig(name, kAnswer, kGroupAudio);
+          if (i % 3 == 2) shared.UnsubscribeConfig(name, kGroupAudio);
+        }
+      });
+    }
+    for (std::thread& thread : threads)
+      thread.join();
+    EXPECT_LE(kObservers(), 3u);
+    for (const char* name : names)
+      shared.UnsubscribeConfig(name, kGroupAudio);
+    EXPECT_EQ(kObservers(), 0u);
+    EXPECT_NE(shared.SubscribeConfig("a", kNoop, kGroupAudio), 0u);  // free again
+  }
+  EXPECT_EQ(kObservers(), 0u);
 }
 
 }  // namespace

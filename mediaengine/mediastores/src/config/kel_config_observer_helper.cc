@@ -34,27 +34,36 @@ SubscribeId_t KelConfigObserverHelper::Remember(const char* signature, KelConfig
   }
   atomMap<std::string, ConfigEventHandler::Ptr>& names = m_nameMaps[group];
   ConfigEventHandler::Ptr record;
-  if (names.Get(key, record)) {
-    // Already live in this group, or already carrying this kind of callback.
-    if (record->id != 0 || (*record).*slot) return 0;
-    // A remembered record takes the second kind of callback. It is already in the map, so the
-    // insertion below fails and 0 is returned: the record goes to the store when one arrives.
-    (*record).*slot = std::move(cb);
-  } else {
-    record = std::make_shared<ConfigEventHandler>(std::move(cb));
-    record->group = group;
-    record->name = key;
+  Callback toForward;
+  {
+    COxMutexGuard<COxStdMutex> guard(m_recordsLock);
+    if (names.Get(key, record)) {
+      // Already live in this group, or already carrying this kind of callback.
+      if (record->id != 0 || (*record).*slot) return 0;
+      // A remembered record takes the second kind of callback. It is already in the map, so the
+      // insertion below fails and 0 is returned: the record goes to the store when one arrives.
+      (*record).*slot = std::move(cb);
+    } else {
+      record = std::make_shared<ConfigEventHandler>(std::move(cb));
+      record->group = group;
+      record->name = key;
+    }
+    if (!names.SetEx(key, record)) return 0;
+    if (m_pIKelConfig == nullptr) return 0;
+    toForward = (*record).*slot;
   }
-  if (!names.SetEx(key, record)) return 0;
-  if (m_pIKelConfig == nullptr) return 0;
 
-  record->id = forward((*record).*slot);
-  if (record->id == 0) {
+  // The store is called without the lock; until its answer is recorded the record has id 0 and
+  // this kind of callback, so a racing subscription of the same name is refused as a duplicate.
+  const SubscribeId_t id = forward(toForward);
+  COxMutexGuard<COxStdMutex> guard(m_recordsLock);
+  record->id = id;
+  if (id == 0) {
     names.Erase(key);
     return 0;
   }
-  m_idMap.Set(record->id, record);
-  return record->id;
+  m_idMap.Set(id, record);
+  return id;
 }
 
 SubscribeId_t KelConfigObserverHelper::SubscribeConfig(KelConfigGroup group, const char* name,
@@ -87,6 +96,7 @@ int32_t KelConfigObserverHelper::UnsubscribeConfig(SubscribeId_t id) {
   if (!record) return KEL_E_BADSTATE;
   if (m_pIKelConfig != nullptr) m_pIKelConfig->UnsubscribeConfig(id);
   if (record->group < kGroupLast) {
+    COxMutexGuard<COxStdMutex> guard(m_recordsLock);
     atomMap<std::string, ConfigEventHandler::Ptr>& names = m_nameMaps[record->group];
     ConfigEventHandler::Ptr found;
     if (names.Get(record->name, found) && (record->onChanged || record->onInvoke)) {
@@ -109,13 +119,22 @@ int32_t KelConfigObserverHelper::UnsubscribeConfig(const char* name, KelConfigGr
     return KEL_E_BADSTATE;
   }
   // A record that never went live has id 0, which is never live: it stays remembered.
-  return UnsubscribeConfig(record->id);
+  SubscribeId_t id = 0;
+  {
+    COxMutexGuard<COxStdMutex> guard(m_recordsLock);
+    id = record->id;
+  }
+  return UnsubscribeConfig(id);
 }
 
 void KelConfigObserverHelper::Clean() {
   ConfigEventHandler::Ptr record;
   while (m_idMap.GetFirst(record)) {
-    const SubscribeId_t id = record->id;
+    SubscribeId_t id = 0;
+    {
+      COxMutexGuard<COxStdMutex> guard(m_recordsLock);
+      id = record->id;
+    }
     UnsubscribeConfig(id);
     m_idMap.Erase(id);
   }
@@ -128,12 +147,19 @@ void KelConfigObserverHelper::ReSubscribeConfig() {
     m_nameMaps[g].Clear();
     ConfigEventHandler::Ptr record;
     while (pending.PopFirst(record)) {
+      fnConfigChangedCallBack onChanged;
+      fnConfigInvokeCallBack onInvoke;
+      {
+        COxMutexGuard<COxStdMutex> guard(m_recordsLock);
+        onChanged = record->onChanged;
+        onInvoke = record->onInvoke;
+      }
       // The record never kept a run thread or bAsync flag: the subscription goes out without.
-      if (record->onChanged) {
-        SubscribeConfig(group, record->name.c_str(), record->onChanged, record->m_pRunThread,
+      if (onChanged) {
+        SubscribeConfig(group, record->name.c_str(), onChanged, record->m_pRunThread,
                         record->bAsync);
-      } else if (record->onInvoke) {
-        BindConfig(group, record->name.c_str(), record->onInvoke);
+      } else if (onInvoke) {
+        BindConfig(group, record->name.c_str(), onInvoke);
       }
     }
   }

@@ -12,6 +12,7 @@
 #include "mediastores/kel_config.h"
 #include "mediastores/kel_config_group.h"
 #include "mediastores/thread.h"
+#include "platform/mutex.h"
 
 namespace kelStore {
 
@@ -24,8 +25,10 @@ namespace kelStore {
 // only, so a subscription re-sent to a newly arrived store runs directly on the firing thread.
 // A record carrying both a change callback and a provider is re-sent as a subscription only.
 //
-// No lock of its own: each map has its lock, and the store pointer is set up by the owning
-// helper.
+// Any engine thread may call any operation of a helper it shares. A record's fields (its id and
+// its two callbacks) are read and written only under m_recordsLock, which is never held while the
+// store is called (the store may deliver to a callback that calls back into the helper). The maps
+// keep their own locks; the store pointer is set up by the owning helper.
 class KelConfigObserverHelper {
  public:
   KelConfigObserverHelper() = default;
@@ -71,6 +74,8 @@ class KelConfigObserverHelper {
   SubscribeId_t Remember(const char* signature, KelConfigGroup group, const char* name, Callback cb,
                          Callback ConfigEventHandler::*slot, Forward&& forward);
 
+  // Guards the fields of every record (id, onChanged, onInvoke); taken before a map's own lock.
+  COxStdMutex m_recordsLock;
   // Live records by store id.
   atomMap<SubscribeId_t, std::shared_ptr<ConfigEventHandler>> m_idMap;
   // Every record by name, one map per usable group.
