@@ -19,6 +19,10 @@ using storetest::PointerText;
 // The names both ways (every one is in the JSON module's dump corpus) and the session types.
 TEST(GroupNameTest, NamesBothWaysAndGroupTypes) {
   const uint32_t groupTypes[] = {15, 15, 15, 0, 3, 1, 2, 4, 5, 14, 15, 15, 15, 15, 15};
+  // The names configuration documents use, as they spell them.
+  const char* const names[] = {
+      "Common",      "Feature",   "Metrics", "Audio",        "AudioSlide", "Video",    "VideoSlide",
+      "Application", "Gamestate", "AudioSi", "Transmission", "TAOnly",     "UnitTest", "LastGroup"};
   EXPECT_EQ(KelConfigEvent().groupType, 15u);  // a new event: group 0, no session type
   for (uint32_t g = 0; g <= 14; ++g) {
     const auto group = static_cast<KelConfigGroup>(g);
@@ -26,6 +30,9 @@ TEST(GroupNameTest, NamesBothWaysAndGroupTypes) {
     event.SetGroup(group);
     EXPECT_EQ(event.groupType, groupTypes[g]) << g;
     EXPECT_EQ(GroupName2KelConfigGroup(KelConfigGroup2GroupName(group)), std::min(g, 13u)) << g;
+    if (g <= 13) {
+      EXPECT_STREQ(KelConfigGroup2GroupName(group), names[g]);
+    }
   }
   EXPECT_STREQ(KelConfigGroup2GroupName(kGroupLast), "LastGroup");
   EXPECT_STREQ(KelConfigGroup2GroupName(kGroupNone), "Undefined_Group");
