@@ -1,4 +1,4 @@
-# Peer JSON libraries for json_peers_bench. Each one found is compiled into the benchmark; a
+# Peer JSON libraries for mediastores_json_peers_bench. Each one found is compiled into the benchmark; a
 # missing one is left out (bench/install-json-peers.sh installs all three from the distribution).
 if(NOT TARGET mediastores_json_peers_bench)
   return()
@@ -15,7 +15,7 @@ endif()
 
 find_package(RapidJSON CONFIG QUIET)
 if(RapidJSON_FOUND)
-  target_include_directories(json_peers_bench SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIRS})
+  target_include_directories(mediastores_json_peers_bench SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIRS})
   target_compile_definitions(mediastores_json_peers_bench PRIVATE MEDIASTORES_BENCH_RAPIDJSON=1)
   list(APPEND _json_peers RapidJSON)
 endif()
