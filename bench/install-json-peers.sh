@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Installs the JSON libraries that bench/json_peers_bench.cc compares the module with:
-# nlohmann-json, RapidJSON and JsonCpp, from the distribution's packages. The benchmark build
+# nlohmann-json, RapidJSON, simdjson and JsonCpp, from the distribution's packages. The benchmark build
 # skips any of them that is missing, so this script is optional.
 set -euo pipefail
 
-packages=(nlohmann-json3-dev rapidjson-dev libjsoncpp-dev)
+packages=(nlohmann-json3-dev rapidjson-dev libsimdjson-dev libjsoncpp-dev)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -1,5 +1,5 @@
-# Peer JSON libraries for mediastores_json_peers_bench. Each one found is compiled into the benchmark; a
-# missing one is left out (bench/install-json-peers.sh installs all three from the distribution).
+# Peer JSON libraries for json_peers_bench. Each one found is compiled into the benchmark; a
+# missing one is left out (bench/install-json-peers.sh installs all four from the distribution).
 if(NOT TARGET mediastores_json_peers_bench)
   return()
 endif()
@@ -18,6 +18,14 @@ if(RapidJSON_FOUND)
   target_include_directories(mediastores_json_peers_bench SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIRS})
   target_compile_definitions(mediastores_json_peers_bench PRIVATE MEDIASTORES_BENCH_RAPIDJSON=1)
   list(APPEND _json_peers RapidJSON)
+endif()
+
+# simdjson, DOM API: the fastest reader known, shown beside the others as a reference.
+find_package(simdjson CONFIG QUIET)
+if(TARGET simdjson::simdjson)
+  target_link_libraries(mediastores_json_peers_bench PRIVATE simdjson::simdjson)
+  target_compile_definitions(mediastores_json_peers_bench PRIVATE MEDIASTORES_BENCH_SIMDJSON=1)
+  list(APPEND _json_peers simdjson)
 endif()
 
 find_package(jsoncpp CONFIG QUIET)

@@ -1,8 +1,8 @@
-// The JSON module next to nlohmann-json, RapidJSON and JsonCpp, reading and writing the same
-// documents: configuration dumps of 10,000 and 100,000 entries and one nested document of mixed
-// scalars. Each figure is in bytes per second of document text. A peer whose package was not
-// found at configure time (bench/json_peers.cmake; bench/install-json-peers.sh installs them) is
-// left out.
+// The JSON module next to nlohmann-json, RapidJSON, simdjson (reading only, DOM API) and JsonCpp,
+// reading and writing the same documents: configuration dumps of 10,000 and 100,000 entries and one
+// nested document of mixed scalars. Each figure is in bytes per second of document text. A peer
+// whose package was not found at configure time (bench/json_peers.cmake;
+// bench/install-json-peers.sh installs them) is left out.
 #include <benchmark/benchmark.h>
 
 #include <string>
@@ -17,6 +17,9 @@
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+#endif
+#if defined(MEDIASTORES_BENCH_SIMDJSON)
+#include <simdjson.h>
 #endif
 #if defined(MEDIASTORES_BENCH_JSONCPP)
 #include <json/json.h>
@@ -128,6 +131,25 @@ void BM_Write_RapidJson(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
 }
 BENCHMARK(BM_Write_RapidJson)->Apply(Name);
+#endif
+
+// ---- simdjson ----
+// The fastest reader known, as a reference for reading. The parser is reused between
+// iterations, as simdjson's documentation advises; the text is copied into a padded buffer once.
+#if defined(MEDIASTORES_BENCH_SIMDJSON)
+void BM_Read_Simdjson(benchmark::State& state) {
+  const std::string& text = Text(Which(state));
+  const simdjson::padded_string padded(text);
+  simdjson::dom::parser parser;
+  for (auto _ : state) {
+    simdjson::dom::element document;
+    const auto error = parser.parse(padded).get(document);
+    benchmark::DoNotOptimize(error);
+    benchmark::DoNotOptimize(document);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK(BM_Read_Simdjson)->Apply(Name);
 #endif
 
 // ---- JsonCpp ----

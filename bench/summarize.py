@@ -256,7 +256,11 @@ def build(r):
             t.row("{} {} vs nlohmann-json".format(verb.capitalize(), label), mbs(ours), mbs(nl),
                   1.0 if config else None, higher=True, noise=r.noise(ours, nl))
             if config:
-                for peer, bench in (("RapidJSON", "RapidJson"), ("JsonCpp", "JsonCpp")):
+                peers = [("RapidJSON", "RapidJson"), ("JsonCpp", "JsonCpp")]
+                if kind == "Read":
+                    # simdjson only reads: the fastest reader known, for reference.
+                    peers.insert(1, ("simdjson", "Simdjson"))
+                for peer, bench in peers:
                     other = "BM_{}_{}/{}".format(kind, bench, arg)
                     t.row("  beside: vs {}".format(peer), mbs(ours), mbs(other),
                           noise=r.noise(ours, other))

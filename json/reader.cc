@@ -3,6 +3,7 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <tuple>
@@ -14,6 +15,28 @@ namespace internal {
 namespace {
 
 constexpr size_t kNotFound = std::string_view::npos;
+
+// The characters a container scan stops at outside strings.
+struct StructuralTable {
+  bool entries[256] = {};
+  constexpr StructuralTable() {
+    entries[static_cast<unsigned char>('"')] = true;
+    entries[static_cast<unsigned char>('[')] = true;
+    entries[static_cast<unsigned char>(']')] = true;
+    entries[static_cast<unsigned char>('{')] = true;
+    entries[static_cast<unsigned char>('}')] = true;
+  }
+  constexpr bool operator[](unsigned char c) const { return entries[c]; }
+};
+constexpr StructuralTable kStructural;
+
+// The most elements an array reserves room for from an estimate.
+constexpr size_t kMaxElementReserve = 1 << 14;
+
+// The first `c` in [from, end), or nullptr.
+inline const char* FindByte(const char* from, const char* end, char c) {
+  return static_cast<const char*>(std::memchr(from, c, static_cast<size_t>(end - from)));
+}
 
 int HexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
@@ -43,8 +66,7 @@ bool Reader::ReadDocument(size_t begin, size_t end, Value& out) {
   }
   if (first == '{' && last == '}') {
     mDepthStack.push_back(kInObject);
-    out.mValueType = ObjectVal;
-    if (!ReadMembers(begin + 1, end - 1, out.mObjectVal.mMap)) return false;
+    if (!ReadMembers(begin + 1, end - 1, out.HoldObject().mMap)) return false;
     if (!mDepthStack.empty() && mDepthStack.back() == kInObject) mDepthStack.pop_back();
     return true;
   }
@@ -57,31 +79,34 @@ bool Reader::ReadMembers(size_t begin, size_t end, Object::ValueMap& members) {
   const char* text = mText.data();
   while (begin < end) {
     // Whatever precedes the key's opening quote is skipped, the comma included.
-    const size_t keyQuote = GetQuotePos(begin, end);
+    const size_t keyQuote = text[begin] == '"' ? begin : GetQuotePos(begin, end);
     if (keyQuote == kNotFound) return false;
-    const size_t keyEnd = GetQuotePos(keyQuote + 1, end);
-    if (keyEnd == kNotFound) return false;
-    const void* colon = std::memchr(text + keyEnd + 1, ':', end - keyEnd - 1);
+    size_t keyEnd = keyQuote + 1;
+    while (keyEnd < end && text[keyEnd] != '"' && text[keyEnd] != '\\')
+      ++keyEnd;
+    // A key with a backslash before its closing quote takes the general search.
+    if (keyEnd < end && text[keyEnd] == '\\') keyEnd = GetQuotePos(keyQuote + 1, end);
+    if (keyEnd == kNotFound || keyEnd == end) return false;
+    const char* colon = keyEnd + 1 < end && text[keyEnd + 1] == ':'
+                            ? text + keyEnd + 1
+                            : FindByte(text + keyEnd + 1, text + end, ':');
     if (colon == nullptr) return false;
     // The key is taken as it stands, escapes included.
     const std::string_view key(text + keyQuote + 1, keyEnd - keyQuote - 1);
     if (key.empty()) return false;
-    begin = static_cast<size_t>(static_cast<const char*>(colon) - text) + 1;
+    begin = static_cast<size_t>(colon - text) + 1;
 
-    // The value is read straight into its member. Keys usually come in order: a key above the
-    // last one is appended without a search. A repeated key replaces the earlier value.
-    auto at = members.end();
-    if (!members.empty() && !(members.rbegin()->first < key)) {
-      at = members.lower_bound(key);
-      if (at != members.end() && at->first == key) {
-        Value value;
-        if (!ReadValue(begin, end, value)) return false;
-        at->second = std::move(value);
-        continue;
-      }
+    // The value is read straight into its member. Keys usually come in order, and a key above
+    // the last one is appended without a search. A repeated key replaces the earlier value.
+    const size_t count = members.size();
+    auto member = members.emplace_hint(members.end(), std::piecewise_construct,
+                                       std::forward_as_tuple(key), std::forward_as_tuple());
+    if (members.size() == count) {
+      Value value;
+      if (!ReadValue(begin, end, value)) return false;
+      member->second = std::move(value);
+      continue;
     }
-    auto member = members.emplace_hint(at, std::piecewise_construct, std::forward_as_tuple(key),
-                                       std::forward_as_tuple());
     if (!ReadValue(begin, end, member->second)) return false;
   }
   return true;
@@ -93,9 +118,14 @@ bool Reader::ReadArray(size_t begin, size_t end, Value& out) {
   const char* text = mText.data();
   size_t rest = begin + 1;
   size_t restEnd = end - 1;
-  out.mValueType = ArrayVal;
-  Array::ValueVector& elements = out.mArrayVal.mVector;
+  Array::ValueVector& elements = out.HoldArray().mVector;
   while (rest < restEnd) {
+    if (elements.size() == 1 && rest > begin + 1) {
+      // Elements of one array are usually alike: room for as many as the first one's length
+      // fits in the text, within a bound, saves growing the vector step by step.
+      const size_t estimate = (restEnd - begin) / (rest - begin);
+      elements.reserve(std::min<size_t>(estimate + 1, kMaxElementReserve));
+    }
     for (size_t i = rest;; ++i) {
       const char c = text[i];
       if (c == '{' || c == '[') {
@@ -151,10 +181,23 @@ bool Reader::ReadValue(size_t& begin, size_t& end, Value& out) {
 }
 
 bool Reader::ReadString(size_t& begin, size_t end, Value& out) {
+  // Most strings hold no backslash: up to the first quote or backslash in one pass, and a string
+  // that closes before any backslash is taken as it stands (trimmed).
+  const char* text = mText.data();
+  size_t i = begin + 1;
+  while (i < end && text[i] != '"' && text[i] != '\\')
+    ++i;
+  if (i < end && text[i] == '"') {
+    size_t first = begin + 1;
+    size_t last = i;
+    Trim(first, last);
+    out.HoldString(text + first, last - first);
+    begin = i + 1;
+    return true;
+  }
   const size_t close = GetQuotePos(begin + 1, end);
   if (close == kNotFound) return false;
-  out.mValueType = StringVal;
-  Unescape(begin + 1, close, out.mStringVal);
+  Unescape(begin + 1, close, out);
   begin = close + 1;
   return true;
 }
@@ -187,7 +230,7 @@ bool Reader::ReadScalar(size_t& begin, size_t end, Value& out) {
 
 namespace {
 
-// Gives `out` (a null value) the type and views of a number or bool.
+// Gives `out` (a null value holding nothing) the type and views of a number or bool.
 template <typename Number>
 void SetScalar(Value& out, Number number) {
   out = Value(number);
@@ -197,10 +240,12 @@ void SetScalar(Value& out, Number number) {
 
 void Reader::ClassifyToken(bool hasDot, bool hasExponent, Value& out) const {
   const char* token = mToken.c_str();
-  if (strcasecmp(token, "true") == 0) return SetScalar(out, true);
-  if (strcasecmp(token, "false") == 0) return SetScalar(out, false);
+  // Only a token starting with a letter can be a word (the case of a letter is bit 0x20).
+  const char lower = static_cast<char>(token[0] | 0x20);
+  if (lower == 't' && strcasecmp(token, "true") == 0) return SetScalar(out, true);
+  if (lower == 'f' && strcasecmp(token, "false") == 0) return SetScalar(out, false);
   if (hasDot || hasExponent) return SetScalar(out, std::strtod(token, nullptr));
-  if (strcasecmp(token, "null") == 0) return;
+  if (lower == 'n' && strcasecmp(token, "null") == 0) return;
 
   // Short decimal integers: the value atof and atoi would give, without calling them.
   const size_t length = mToken.size();
@@ -245,6 +290,8 @@ size_t Reader::FindContainerEnd(size_t begin, size_t end) {
   }
   // Record only past everything recorded so far, to keep the records sorted.
   const bool record = mExtents.empty() || begin > mRecordedUntil;
+  // About one container per few dozen bytes in configuration documents.
+  if (mExtents.empty()) mExtents.reserve(std::min<size_t>((end - begin) / 64, kMaxElementReserve));
   const size_t close = ScanContainerEnd(begin, end, record);
   if (record && close != kNotFound) mRecordedUntil = close;
   return close;
@@ -268,12 +315,16 @@ size_t Reader::ScanContainerEnd(size_t begin, size_t end, bool record) {
     if (inString) {
       // Only a quote matters inside a string; one right after a backslash does not end it (so a
       // string ending in an escaped backslash runs on: the scan looks at one character back).
-      while (i < end && text[i] != '"')
-        ++i;
-      if (i == end) return kNotFound;
+      const char* quote = FindByte(text + i, text + end, '"');
+      if (quote == nullptr) return kNotFound;
+      i = static_cast<size_t>(quote - text);
       if (text[i - 1] != '\\') inString = false;
       continue;
     }
+    // Outside strings only quotes, brackets and braces matter.
+    while (i < end && !kStructural[static_cast<unsigned char>(text[i])])
+      ++i;
+    if (i == end) break;
     switch (text[i]) {
       case '"':
         if (text[i - 1] != '\\') inString = true;
@@ -299,24 +350,27 @@ size_t Reader::ScanContainerEnd(size_t begin, size_t end, bool record) {
 }
 
 size_t Reader::GetQuotePos(size_t begin, size_t end) const {
+  // A backslash escapes the character after it, so a quote is escaped exactly when an odd run of
+  // backslashes (counted from `begin` on) stands right before it: whatever precedes the run is
+  // consumed on its own or as an escaped character, and the run then pairs up from its start.
   const char* text = mText.data();
-  for (size_t i = begin; i < end; ++i) {
-    const char c = text[i];
-    if (c == '"') return i;
-    // A backslash escapes the character after it.
-    if (c == '\\') ++i;
+  size_t from = begin;
+  while (from < end) {
+    const char* found = FindByte(text + from, text + end, '"');
+    if (found == nullptr) return kNotFound;
+    const size_t quote = static_cast<size_t>(found - text);
+    size_t run = quote;
+    while (run > begin && text[run - 1] == '\\')
+      --run;
+    if ((quote - run) % 2 == 0) return quote;
+    from = quote + 1;
   }
   return kNotFound;
 }
 
-void Reader::Unescape(size_t begin, size_t end, std::string& out) const {
+void Reader::Unescape(size_t begin, size_t end, Value& value) const {
   const char* text = mText.data();
-  const void* firstSlash = std::memchr(text + begin, '\\', end - begin);
-  if (firstSlash == nullptr) {
-    Trim(begin, end);
-    out.assign(text + begin, end - begin);
-    return;
-  }
+  std::string& out = value.HoldString();
   auto trim = [&out] {
     size_t last = out.size();
     while (last > 0 && IsSpace(out[last - 1]))

@@ -58,8 +58,9 @@ class Reader {
   size_t ScanContainerEnd(size_t begin, size_t end, bool record);
   // Position of the first double quote in [begin, end) that is not escaped by a backslash, or npos.
   size_t GetQuotePos(size_t begin, size_t end) const;
-  // Copies [begin, end) into `out` with escapes undone, then trims `out`.
-  void Unescape(size_t begin, size_t end, std::string& out) const;
+  // Makes `value` (a null value holding nothing) the string [begin, end), which holds a
+  // backslash, with escapes undone, trimmed.
+  void Unescape(size_t begin, size_t end, Value& value) const;
 
   // Narrows [begin, end) to exclude leading and trailing whitespace.
   void Trim(size_t& begin, size_t& end) const {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace json {
@@ -48,6 +49,10 @@ Int SaturatingCast(double value) {
   return static_cast<Int>(value);
 }
 
+bool IsInteger(ValueType type) {
+  return type == IntVal || type == UIntVal || type == Int64Val;
+}
+
 bool IsNumeric(ValueType type) {
   return type == IntVal || type == Int64Val || type == FloatVal || type == DoubleVal ||
          type == UIntVal;
@@ -72,125 +77,75 @@ thread_local std::vector<Value>* tDeferredDestroy = nullptr;
 
 }  // namespace
 
-Value::Value()
-    : mValueType(NULLVal),
-      mIntVal(0),
-      mFloatVal(0),
-      mDoubleVal(0),
-      mBoolVal(false),
-      mUIntVal(0),
-      mInt64Val(0) {}
+Value::Value() : mValueType(NULLVal), mHeld(NULLVal) {}
 
 Value::Value(const char* value) : Value() {
-  if (value != nullptr) {
-    mValueType = StringVal;
-    mStringVal = value;
-  }
+  if (value != nullptr) HoldString() = value;
 }
 
 Value::Value(const std::string& value) : Value() {
-  mValueType = StringVal;
-  mStringVal = value;
+  HoldString() = value;
 }
 
 Value::Value(std::string&& value) : Value() {
-  mValueType = StringVal;
-  mStringVal = std::move(value);
+  HoldString() = std::move(value);
 }
 
-Value::Value(int value) : Value() {
-  mValueType = IntVal;
-  mIntVal = value;
-  mFloatVal = static_cast<float>(value);
-  mDoubleVal = value;
-  mInt64Val = value;
-  mUIntVal = value >= 0 ? static_cast<unsigned int>(value) : 0;
+Value::Value(int value) : mValueType(IntVal), mHeld(IntVal) {
+  mPayload.integer = value;
 }
 
-Value::Value(unsigned int value) : Value() {
-  mValueType = UIntVal;
-  mIntVal = static_cast<int>(value);
-  mFloatVal = static_cast<float>(value);
-  mDoubleVal = value;
-  mInt64Val = value;
-  mUIntVal = value;
+Value::Value(unsigned int value) : mValueType(UIntVal), mHeld(UIntVal) {
+  mPayload.integer = value;
 }
 
-Value::Value(long long value) : Value() {
-  mValueType = Int64Val;
-  mIntVal = static_cast<int>(value);
-  mFloatVal = static_cast<float>(value);
-  mDoubleVal = static_cast<double>(value);
-  mInt64Val = value;
-  mUIntVal = value >= 0 ? static_cast<unsigned int>(value) : 0;
+Value::Value(long long value) : mValueType(Int64Val), mHeld(Int64Val) {
+  mPayload.integer = value;
 }
 
-Value::Value(float value) : Value() {
-  mValueType = FloatVal;
-  SetNumberViews(value);
-  mFloatVal = value;
+Value::Value(float value) : mValueType(FloatVal), mHeld(FloatVal) {
+  mPayload.single = value;
 }
 
-Value::Value(double value) : Value() {
-  mValueType = DoubleVal;
-  SetNumberViews(value);
+Value::Value(double value) : mValueType(DoubleVal), mHeld(DoubleVal) {
+  mPayload.number = value;
 }
 
-Value::Value(bool value) : Value() {
-  mValueType = BoolVal;
-  mBoolVal = value;
+Value::Value(bool value) : mValueType(BoolVal), mHeld(BoolVal) {
+  mPayload.boolean = value;
 }
 
 Value::Value(const Object& value) : Value() {
-  mValueType = ObjectVal;
-  mObjectVal = value;
+  HoldObject() = value;
 }
 
 Value::Value(Object&& value) : Value() {
-  mValueType = ObjectVal;
-  mObjectVal = std::move(value);
+  HoldObject() = std::move(value);
 }
 
 Value::Value(const Array& value) : Value() {
-  mValueType = ArrayVal;
-  mArrayVal = value;
+  HoldArray() = value;
 }
 
 Value::Value(Array&& value) : Value() {
-  mValueType = ArrayVal;
-  mArrayVal = std::move(value);
+  HoldArray() = std::move(value);
 }
 
-Value::Value(const Value& other)
-    : mValueType(other.mValueType),
-      mIntVal(other.mIntVal),
-      mFloatVal(other.mFloatVal),
-      mDoubleVal(other.mDoubleVal),
-      mStringVal(other.mStringVal),
-      mObjectVal(other.mObjectVal),
-      mArrayVal(other.mArrayVal),
-      mBoolVal(other.mBoolVal),
-      mUIntVal(other.mUIntVal),
-      mInt64Val(other.mInt64Val) {}
+Value::Value(const Value& other) : Value() {
+  CopyFrom(other);
+}
 
-Value::Value(Value&& other) noexcept
-    : mValueType(other.mValueType),
-      mIntVal(other.mIntVal),
-      mFloatVal(other.mFloatVal),
-      mDoubleVal(other.mDoubleVal),
-      mStringVal(std::move(other.mStringVal)),
-      mObjectVal(std::move(other.mObjectVal)),
-      mArrayVal(std::move(other.mArrayVal)),
-      mBoolVal(other.mBoolVal),
-      mUIntVal(other.mUIntVal),
-      mInt64Val(other.mInt64Val) {}
+Value::Value(Value&& other) noexcept : Value() {
+  TakeFrom(other);
+}
 
 // Both assignments build the new contents before the old ones go, so assigning a value's own
 // member or element to it is safe.
 Value& Value::operator=(const Value& other) {
   if (this != &other) {
     Value copy(other);
-    Swap(copy);
+    Release();
+    TakeFrom(copy);
   }
   return *this;
 }
@@ -198,94 +153,231 @@ Value& Value::operator=(const Value& other) {
 Value& Value::operator=(Value&& other) noexcept {
   if (this != &other) {
     Value taken(std::move(other));
-    Swap(taken);
+    Release();
+    TakeFrom(taken);
   }
   return *this;
 }
 
 Value::~Value() {
-  if (!mObjectVal.empty() || !mArrayVal.empty()) DestroyNested();
+  Release();
 }
 
+std::string& Value::HoldString() {
+  new (&mPayload.string) std::string();
+  mValueType = mHeld = StringVal;
+  return mPayload.string;
+}
+
+std::string& Value::HoldString(const char* text, size_t length) {
+  new (&mPayload.string) std::string(text, length);
+  mValueType = mHeld = StringVal;
+  return mPayload.string;
+}
+
+Object& Value::HoldObject() {
+  new (&mPayload.object) Object();
+  mValueType = mHeld = ObjectVal;
+  return mPayload.object;
+}
+
+Array& Value::HoldArray() {
+  new (&mPayload.array) Array();
+  mValueType = mHeld = ArrayVal;
+  return mPayload.array;
+}
+
+void Value::TakeFrom(Value& other) noexcept {
+  switch (other.mHeld) {
+    case StringVal:
+      new (&mPayload.string) std::string(std::move(other.mPayload.string));
+      break;
+    case ObjectVal:
+      new (&mPayload.object) Object(std::move(other.mPayload.object));
+      break;
+    case ArrayVal:
+      new (&mPayload.array) Array(std::move(other.mPayload.array));
+      break;
+    default:
+      mPayload.integer = other.mPayload.integer;
+      break;
+  }
+  mValueType = other.mValueType;
+  mHeld = other.mHeld;
+}
+
+void Value::CopyFrom(const Value& other) {
+  switch (other.mHeld) {
+    case StringVal:
+      new (&mPayload.string) std::string(other.mPayload.string);
+      break;
+    case ObjectVal:
+      new (&mPayload.object) Object(other.mPayload.object);
+      break;
+    case ArrayVal:
+      new (&mPayload.array) Array(other.mPayload.array);
+      break;
+    default:
+      mPayload.integer = other.mPayload.integer;
+      break;
+  }
+  mValueType = other.mValueType;
+  mHeld = other.mHeld;
+}
+
+void Value::Release() noexcept {
+  switch (mHeld) {
+    case StringVal:
+      mPayload.string.~basic_string();
+      break;
+    case ObjectVal:
+      if (!mPayload.object.empty()) DestroyNested();
+      mPayload.object.~Object();
+      break;
+    case ArrayVal:
+      if (!mPayload.array.empty()) DestroyNested();
+      mPayload.array.~Array();
+      break;
+    default:
+      break;
+  }
+  mValueType = mHeld = NULLVal;
+  mPayload.integer = 0;
+}
+
+// Empties the object or array this value holds.
 void Value::DestroyNested() noexcept {
-  if (tDestroyDepth >= kMaxRecursiveDestroyDepth && tDeferredDestroy != nullptr) {
-    if (!mObjectVal.empty()) tDeferredDestroy->emplace_back(std::move(mObjectVal));
-    if (!mArrayVal.empty()) tDeferredDestroy->emplace_back(std::move(mArrayVal));
+  if (tDeferredDestroy != nullptr) {
+    // Inside an outer destruction: empty in place, or hand over past the depth limit.
+    if (tDestroyDepth >= kMaxRecursiveDestroyDepth) {
+      if (mHeld == ObjectVal) {
+        tDeferredDestroy->emplace_back(std::move(mPayload.object));
+      } else {
+        tDeferredDestroy->emplace_back(std::move(mPayload.array));
+      }
+      return;
+    }
+    ++tDestroyDepth;
+    ClearContainer();
+    --tDestroyDepth;
     return;
   }
   std::vector<Value> deferred;
-  const bool outermost = tDeferredDestroy == nullptr;
-  if (outermost) tDeferredDestroy = &deferred;
-  ++tDestroyDepth;
-  mObjectVal.Clear();
-  mArrayVal.Clear();
-  if (outermost) {
-    while (!deferred.empty()) {
-      Value next(std::move(deferred.back()));
-      deferred.pop_back();
-      // `next` is destroyed here, one level deep, possibly deferring more.
-    }
-    tDeferredDestroy = nullptr;
+  tDeferredDestroy = &deferred;
+  tDestroyDepth = 1;
+  ClearContainer();
+  while (!deferred.empty()) {
+    Value next(std::move(deferred.back()));
+    deferred.pop_back();
+    // `next` is destroyed here, one level deep, possibly deferring more.
   }
-  --tDestroyDepth;
+  tDeferredDestroy = nullptr;
+  tDestroyDepth = 0;
 }
 
-void Value::Swap(Value& other) noexcept {
-  std::swap(mValueType, other.mValueType);
-  std::swap(mIntVal, other.mIntVal);
-  std::swap(mFloatVal, other.mFloatVal);
-  std::swap(mDoubleVal, other.mDoubleVal);
-  mStringVal.swap(other.mStringVal);
-  std::swap(mObjectVal, other.mObjectVal);
-  std::swap(mArrayVal, other.mArrayVal);
-  std::swap(mBoolVal, other.mBoolVal);
-  std::swap(mUIntVal, other.mUIntVal);
-  std::swap(mInt64Val, other.mInt64Val);
+void Value::ClearContainer() noexcept {
+  if (mHeld == ObjectVal) {
+    mPayload.object.Clear();
+  } else {
+    mPayload.array.Clear();
+  }
 }
 
-void Value::SetNumberViews(double value) {
-  mIntVal = SaturatingCast<int>(value);
-  mFloatVal = static_cast<float>(value);
-  mDoubleVal = value;
-  mInt64Val = SaturatingCast<long long>(value);
-  mUIntVal = value >= 0 ? SaturatingCast<unsigned int>(value) : 0;
+// The numeric views. An integer's narrower views keep its low bits (the unsigned view is 0 for a
+// negative number); a float's or double's integer views are truncated and saturated.
+int Value::ToInt() const {
+  switch (mHeld) {
+    case IntVal:
+    case UIntVal:
+    case Int64Val:
+      return static_cast<int>(mPayload.integer);
+    case FloatVal:
+      return SaturatingCast<int>(static_cast<double>(mPayload.single));
+    case DoubleVal:
+      return SaturatingCast<int>(mPayload.number);
+    default:
+      return 0;
+  }
+}
+
+unsigned int Value::ToUInt() const {
+  switch (mHeld) {
+    case IntVal:
+    case UIntVal:
+    case Int64Val:
+      return mPayload.integer >= 0 ? static_cast<unsigned int>(mPayload.integer) : 0;
+    case FloatVal:
+    case DoubleVal: {
+      const double value = ToDouble();
+      return value >= 0 ? SaturatingCast<unsigned int>(value) : 0;
+    }
+    default:
+      return 0;
+  }
+}
+
+long long Value::ToInt64() const {
+  switch (mHeld) {
+    case IntVal:
+    case UIntVal:
+    case Int64Val:
+      return mPayload.integer;
+    case FloatVal:
+      return SaturatingCast<long long>(static_cast<double>(mPayload.single));
+    case DoubleVal:
+      return SaturatingCast<long long>(mPayload.number);
+    default:
+      return 0;
+  }
+}
+
+float Value::ToFloat() const {
+  if (mHeld == FloatVal) return mPayload.single;
+  if (mHeld == DoubleVal) return static_cast<float>(mPayload.number);
+  return IsInteger(mHeld) ? static_cast<float>(mPayload.integer) : 0;
+}
+
+double Value::ToDouble() const {
+  if (mHeld == DoubleVal) return mPayload.number;
+  if (mHeld == FloatVal) return mPayload.single;
+  return IsInteger(mHeld) ? static_cast<double>(mPayload.integer) : 0;
 }
 
 Value& Value::operator[](unsigned long index) {
   JSON_REQUIRE_TYPE(ArrayVal, "operator[]");
-  return mArrayVal[index];
+  return mPayload.array[index];
 }
 
 const Value& Value::operator[](unsigned long index) const {
   JSON_REQUIRE_TYPE(ArrayVal, "operator[]");
-  return mArrayVal[index];
+  return mPayload.array[index];
 }
 
 Value& Value::operator[](const char* key) {
   JSON_REQUIRE_TYPE(ObjectVal, "operator[]");
-  return mObjectVal[key];
+  return mPayload.object[key];
 }
 
 Value& Value::operator[](const std::string& key) {
   JSON_REQUIRE_TYPE(ObjectVal, "operator[]");
-  return mObjectVal[key];
+  return mPayload.object[key];
 }
 
 const Value& Value::operator[](const char* key) const {
   JSON_REQUIRE_TYPE(ObjectVal, "operator[]");
-  const Object& members = mObjectVal;
+  const Object& members = mPayload.object;
   return members[key];
 }
 
 const Value& Value::operator[](const std::string& key) const {
   JSON_REQUIRE_TYPE(ObjectVal, "operator[]");
-  const Object& members = mObjectVal;
+  const Object& members = mPayload.object;
   return members[key];
 }
 
 size_t Value::size() const {
-  if (mValueType == ObjectVal) return mObjectVal.size();
-  if (mValueType == ArrayVal) return mArrayVal.size();
+  if (mValueType == ObjectVal) return mPayload.object.size();
+  if (mValueType == ArrayVal) return mPayload.array.size();
   return 1;
 }
 
@@ -295,17 +387,17 @@ void Value::Clear() {
 
 bool Value::HasKey(const std::string& key) const {
   JSON_REQUIRE_TYPE(ObjectVal, "HasKey");
-  return mObjectVal.HasKey(key);
+  return mPayload.object.HasKey(key);
 }
 
 int Value::HasKeys(const char** keys, int count) const {
   JSON_REQUIRE_TYPE(ObjectVal, "HasKeys");
-  return mObjectVal.HasKeys(keys, count);
+  return mPayload.object.HasKeys(keys, count);
 }
 
 int Value::HasKeys(const std::vector<std::string>& keys) const {
   JSON_REQUIRE_TYPE(ObjectVal, "HasKeys");
-  return mObjectVal.HasKeys(keys);
+  return mPayload.object.HasKeys(keys);
 }
 
 bool Value::MergeValue(const Value& other) {
@@ -316,8 +408,8 @@ bool Value::MergeValue(const Value& other) {
     return true;
   }
   bool merged = true;
-  for (const auto& member : other.mObjectVal) {
-    Value& mine = mObjectVal[member.first];
+  for (const auto& member : other.mPayload.object) {
+    Value& mine = mPayload.object[member.first];
     if (mine.mValueType == ObjectVal) {
       merged = mine.MergeValue(member.second);
     } else if (mine.mValueType != NULLVal && mine.mValueType != member.second.mValueType) {
@@ -331,75 +423,90 @@ bool Value::MergeValue(const Value& other) {
 
 Value::operator Array() const {
   JSON_REQUIRE_TYPE(ArrayVal, "operator Array");
-  return mArrayVal;
+  return mPayload.array;
 }
 
 Array Value::ToArray() const {
   JSON_REQUIRE_TYPE(ArrayVal, "ToArray");
-  return mArrayVal;
+  return mPayload.array;
 }
 
 Object Value::ToObject() const {
   JSON_REQUIRE_TYPE(ObjectVal, "ToObject");
-  return mObjectVal;
+  return mPayload.object;
 }
 
 Value::operator std::string() const {
   JSON_REQUIRE_TYPE(StringVal, "operator basic_string");
-  return mStringVal;
+  return mPayload.string;
 }
 
 std::string Value::ToString() const {
   JSON_REQUIRE_TYPE(StringVal, "ToString");
-  return mStringVal;
+  return mPayload.string;
 }
 
 const Array& Value::AsArray() const {
   JSON_REQUIRE_TYPE(ArrayVal, "AsArray");
-  return mArrayVal;
+  return mPayload.array;
 }
 
 const Object& Value::AsObject() const {
   JSON_REQUIRE_TYPE(ObjectVal, "AsObject");
-  return mObjectVal;
+  return mPayload.object;
 }
 
 const std::string& Value::AsString() const {
   JSON_REQUIRE_TYPE(StringVal, "AsString");
-  return mStringVal;
+  return mPayload.string;
 }
 
 bool operator==(const Value& lhs, const Value& rhs) {
   const ValueType left = lhs.mValueType;
   const ValueType right = rhs.mValueType;
   if (!IsNumeric(left)) {
-    // The right operand is read through its view of the left's kind, also when it is a number.
-    if (left != right && !IsNumeric(right)) return false;
+    // The right operand is read through its view of the left's kind, also when it is a number:
+    // a number's string, object and array views are empty and its bool view is false.
+    if (left == right) {
+      switch (left) {
+        case StringVal:
+          return lhs.mPayload.string == rhs.mPayload.string;
+        case BoolVal:
+          return lhs.mPayload.boolean == rhs.mPayload.boolean;
+        case ObjectVal: {
+          const Object& a = lhs.mPayload.object;
+          const Object& b = rhs.mPayload.object;
+          if (a.size() != b.size()) return false;
+          for (auto i = a.begin(), j = b.begin(); i != a.end(); ++i, ++j) {
+            if (i->first != j->first || !(i->second == j->second)) return false;
+          }
+          return true;
+        }
+        case ArrayVal: {
+          const Array& a = lhs.mPayload.array;
+          const Array& b = rhs.mPayload.array;
+          if (a.size() != b.size()) return false;
+          for (size_t i = 0; i < a.size(); ++i) {
+            if (!(a[i] == b[i])) return false;
+          }
+          return true;
+        }
+        default:
+          return true;  // two nulls
+      }
+    }
+    if (!IsNumeric(right)) return false;
     switch (left) {
       case NULLVal:
         return true;
       case StringVal:
-        return lhs.mStringVal == rhs.mStringVal;
+        return lhs.mPayload.string.empty();
       case BoolVal:
-        return lhs.mBoolVal == rhs.mBoolVal;
-      case ObjectVal: {
-        const Object& a = lhs.mObjectVal;
-        const Object& b = rhs.mObjectVal;
-        if (a.size() != b.size()) return false;
-        for (auto i = a.begin(), j = b.begin(); i != a.end(); ++i, ++j) {
-          if (i->first != j->first || !(i->second == j->second)) return false;
-        }
-        return true;
-      }
-      case ArrayVal: {
-        const Array& a = lhs.mArrayVal;
-        const Array& b = rhs.mArrayVal;
-        if (a.size() != b.size()) return false;
-        for (size_t i = 0; i < a.size(); ++i) {
-          if (!(a[i] == b[i])) return false;
-        }
-        return true;
-      }
+        return !lhs.mPayload.boolean;
+      case ObjectVal:
+        return lhs.mPayload.object.empty();
+      case ArrayVal:
+        return lhs.mPayload.array.empty();
       default:
         return false;
     }
@@ -410,68 +517,68 @@ bool operator==(const Value& lhs, const Value& rhs) {
     case IntVal:
       switch (right) {
         case IntVal:
-          return lhs.mIntVal == rhs.mIntVal;
+          return lhs.ToInt() == rhs.ToInt();
         case UIntVal:
-          return static_cast<unsigned int>(lhs.mIntVal) == rhs.mUIntVal;
+          return static_cast<unsigned int>(lhs.ToInt()) == rhs.ToUInt();
         case Int64Val:
-          return static_cast<uint32_t>(lhs.mIntVal) == static_cast<uint32_t>(rhs.mInt64Val);
+          return static_cast<uint32_t>(lhs.ToInt()) == static_cast<uint32_t>(rhs.ToInt64());
         case FloatVal:
-          return NearlyEqual(static_cast<float>(lhs.mIntVal), rhs.mFloatVal);
+          return NearlyEqual(static_cast<float>(lhs.ToInt()), rhs.ToFloat());
         default:
-          return NearlyEqual(static_cast<double>(lhs.mIntVal), rhs.mDoubleVal);
+          return NearlyEqual(static_cast<double>(lhs.ToInt()), rhs.ToDouble());
       }
     case Int64Val:
       switch (right) {
         case IntVal:
-          return lhs.mInt64Val == static_cast<long long>(rhs.mIntVal);
+          return lhs.ToInt64() == static_cast<long long>(rhs.ToInt());
         case UIntVal:
-          return lhs.mInt64Val == static_cast<long long>(rhs.mUIntVal);
+          return lhs.ToInt64() == static_cast<long long>(rhs.ToUInt());
         case Int64Val:
-          return lhs.mInt64Val == rhs.mInt64Val;
+          return lhs.ToInt64() == rhs.ToInt64();
         case FloatVal:
-          return NearlyEqual(static_cast<float>(lhs.mInt64Val), rhs.mFloatVal);
+          return NearlyEqual(static_cast<float>(lhs.ToInt64()), rhs.ToFloat());
         default:
-          return NearlyEqual(static_cast<double>(lhs.mInt64Val), rhs.mDoubleVal);
+          return NearlyEqual(static_cast<double>(lhs.ToInt64()), rhs.ToDouble());
       }
     case UIntVal:
       switch (right) {
         case IntVal:
-          return lhs.mUIntVal == static_cast<unsigned int>(rhs.mIntVal);
+          return lhs.ToUInt() == static_cast<unsigned int>(rhs.ToInt());
         case UIntVal:
-          return lhs.mUIntVal == rhs.mUIntVal;
+          return lhs.ToUInt() == rhs.ToUInt();
         case Int64Val:
           // The left's bit pattern read as a signed 32-bit number.
-          return rhs.mInt64Val == static_cast<long long>(static_cast<int32_t>(lhs.mUIntVal));
+          return rhs.ToInt64() == static_cast<long long>(static_cast<int32_t>(lhs.ToUInt()));
         case FloatVal:
-          return NearlyEqual(static_cast<float>(lhs.mUIntVal), rhs.mFloatVal);
+          return NearlyEqual(static_cast<float>(lhs.ToUInt()), rhs.ToFloat());
         default:
-          return NearlyEqual(static_cast<double>(lhs.mUIntVal), rhs.mDoubleVal);
+          return NearlyEqual(static_cast<double>(lhs.ToUInt()), rhs.ToDouble());
       }
     case FloatVal:
       switch (right) {
         case IntVal:
-          return NearlyEqual(lhs.mFloatVal, static_cast<float>(rhs.mIntVal));
+          return NearlyEqual(lhs.ToFloat(), static_cast<float>(rhs.ToInt()));
         case UIntVal:
-          return NearlyEqual(lhs.mFloatVal, static_cast<float>(rhs.mUIntVal));
+          return NearlyEqual(lhs.ToFloat(), static_cast<float>(rhs.ToUInt()));
         case Int64Val:
-          return NearlyEqual(lhs.mFloatVal, static_cast<float>(rhs.mInt64Val));
+          return NearlyEqual(lhs.ToFloat(), static_cast<float>(rhs.ToInt64()));
         case FloatVal:
-          return NearlyEqual(lhs.mFloatVal, rhs.mFloatVal);
+          return NearlyEqual(lhs.ToFloat(), rhs.ToFloat());
         default:
-          return NearlyEqual(static_cast<double>(lhs.mFloatVal), rhs.mDoubleVal);
+          return NearlyEqual(static_cast<double>(lhs.ToFloat()), rhs.ToDouble());
       }
     default:  // DoubleVal
       switch (right) {
         case IntVal:
-          return NearlyEqual(lhs.mDoubleVal, static_cast<double>(rhs.mIntVal));
+          return NearlyEqual(lhs.ToDouble(), static_cast<double>(rhs.ToInt()));
         case UIntVal:
-          return NearlyEqual(lhs.mDoubleVal, static_cast<double>(rhs.mUIntVal));
+          return NearlyEqual(lhs.ToDouble(), static_cast<double>(rhs.ToUInt()));
         case Int64Val:
-          return NearlyEqual(lhs.mDoubleVal, static_cast<double>(rhs.mInt64Val));
+          return NearlyEqual(lhs.ToDouble(), static_cast<double>(rhs.ToInt64()));
         case FloatVal:
-          return NearlyEqual(lhs.mDoubleVal, static_cast<double>(rhs.mFloatVal));
+          return NearlyEqual(lhs.ToDouble(), static_cast<double>(rhs.ToFloat()));
         default:
-          return NearlyEqual(lhs.mDoubleVal, rhs.mDoubleVal);
+          return NearlyEqual(lhs.ToDouble(), rhs.ToDouble());
       }
   }
 }

@@ -18,6 +18,9 @@ namespace {
 // Size of the buffer numbers are formatted into; "%f" of the largest double needs about 320.
 constexpr size_t kNumberBufferSize = 500;
 
+// Room for the decimal digits and sign of any 64-bit integer.
+constexpr size_t kIntegerDigits = 24;
+
 // One container being written: either an object with its next member, or an array with the index
 // of its next element.
 struct Frame {
@@ -41,55 +44,56 @@ void Writer::WriteDouble(double value) {
     const auto result =
         std::to_chars(buffer, buffer + sizeof(buffer), value, std::chars_format::fixed, 6);
     if (result.ec == std::errc()) {
-      mOut.append(buffer, static_cast<size_t>(result.ptr - buffer));
+      Put(buffer, static_cast<size_t>(result.ptr - buffer));
       return;
     }
   }
   const int length = std::snprintf(buffer, sizeof(buffer), "%f", value);
   if (length > 0) {
-    mOut.append(buffer, std::min<size_t>(static_cast<size_t>(length), sizeof(buffer) - 1));
+    Put(buffer, std::min<size_t>(static_cast<size_t>(length), sizeof(buffer) - 1));
   }
 }
 
 void Writer::WriteScalar(const Value& value) {
-  char digits[24];
   switch (value.mValueType) {
     case NULLVal:
-      mOut.append("null", 4);
+      Put("null", 4);
       break;
     case StringVal:
       // Written as it is: no escaping, by design of the format's producer.
-      mOut.push_back('"');
-      mOut.append(value.mStringVal);
-      mOut.push_back('"');
+      Put('"');
+      Put(value.mPayload.string);
+      Put('"');
       break;
     case IntVal: {
       // Same digits as "%d", "%lld" and "%u", without going through printf.
-      auto end = std::to_chars(digits, digits + sizeof(digits), value.mIntVal).ptr;
-      mOut.append(digits, static_cast<size_t>(end - digits));
+      char* at = Room(kIntegerDigits);
+      mPos = std::to_chars(at, at + kIntegerDigits, static_cast<int>(value.mPayload.integer)).ptr;
       break;
     }
     case Int64Val: {
-      auto end = std::to_chars(digits, digits + sizeof(digits), value.mInt64Val).ptr;
-      mOut.append(digits, static_cast<size_t>(end - digits));
+      char* at = Room(kIntegerDigits);
+      mPos = std::to_chars(at, at + kIntegerDigits, value.mPayload.integer).ptr;
       break;
     }
     case UIntVal: {
-      auto end = std::to_chars(digits, digits + sizeof(digits), value.mUIntVal).ptr;
-      mOut.append(digits, static_cast<size_t>(end - digits));
+      char* at = Room(kIntegerDigits);
+      mPos =
+          std::to_chars(at, at + kIntegerDigits, static_cast<unsigned int>(value.mPayload.integer))
+              .ptr;
       break;
     }
     case FloatVal:
-      WriteDouble(static_cast<double>(value.mFloatVal));
+      WriteDouble(static_cast<double>(value.mPayload.single));
       break;
     case DoubleVal:
-      WriteDouble(value.mDoubleVal);
+      WriteDouble(value.mPayload.number);
       break;
     case BoolVal:
-      if (value.mBoolVal) {
-        mOut.append("true", 4);
+      if (value.mPayload.boolean) {
+        Put("true", 4);
       } else {
-        mOut.append("false", 5);
+        Put("false", 5);
       }
       break;
     default:
@@ -97,18 +101,28 @@ void Writer::WriteScalar(const Value& value) {
   }
 }
 
+void Writer::Grow(size_t count) {
+  const size_t used = static_cast<size_t>(mPos - mOut.data());
+  mOut.resize(std::max({used + count, 2 * mOut.size(), size_t{256}}));
+  mPos = &mOut[0] + used;
+  mEnd = &mOut[0] + mOut.size();
+}
+
 void Writer::WriteValue(const Value& value) {
+  mPos = &mOut[0] + mOut.size();
+  mEnd = mPos;
   if (value.mValueType != ObjectVal && value.mValueType != ArrayVal) {
     WriteScalar(value);
+    Finish();
     return;
   }
   std::vector<Frame> stack;
   auto open = [this, &stack](const Value& container) {
     if (container.mValueType == ObjectVal) {
-      mOut.push_back('{');
-      stack.push_back(Frame{&container, container.mObjectVal.begin(), 0, true});
+      Put('{');
+      stack.push_back(Frame{&container, container.mPayload.object.begin(), 0, true});
     } else {
-      mOut.push_back('[');
+      Put('[');
       stack.push_back(Frame{&container, Object::const_iterator(), 0, false});
     }
   };
@@ -117,26 +131,26 @@ void Writer::WriteValue(const Value& value) {
     Frame& frame = stack.back();
     const Value* child;
     if (frame.isObject) {
-      const Object& members = frame.container->mObjectVal;
+      const Object& members = frame.container->mPayload.object;
       if (frame.nextMember == members.end()) {
-        mOut.push_back('}');
+        Put('}');
         stack.pop_back();
         continue;
       }
-      if (frame.nextMember != members.begin()) mOut.push_back(',');
-      mOut.push_back('"');
-      mOut.append(frame.nextMember->first);
-      mOut.append("\":", 2);
+      if (frame.nextMember != members.begin()) Put(',');
+      Put('"');
+      Put(frame.nextMember->first);
+      Put("\":", 2);
       child = &frame.nextMember->second;
       ++frame.nextMember;
     } else {
-      const Array& elements = frame.container->mArrayVal;
+      const Array& elements = frame.container->mPayload.array;
       if (frame.nextIndex == elements.size()) {
-        mOut.push_back(']');
+        Put(']');
         stack.pop_back();
         continue;
       }
-      if (frame.nextIndex != 0) mOut.push_back(',');
+      if (frame.nextIndex != 0) Put(',');
       child = &elements[frame.nextIndex];
       ++frame.nextIndex;
     }
@@ -147,6 +161,7 @@ void Writer::WriteValue(const Value& value) {
       WriteScalar(*child);
     }
   }
+  Finish();
 }
 
 }  // namespace internal

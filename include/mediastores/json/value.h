@@ -82,13 +82,14 @@ class MEDIASTORES_API Value {
 
   ValueType GetType() const { return mValueType; }
 
-  // The stored views, whatever the type (no check).
-  int ToInt() const { return mIntVal; }
-  unsigned int ToUInt() const { return mUIntVal; }
-  long long ToInt64() const { return mInt64Val; }
-  float ToFloat() const { return mFloatVal; }
-  double ToDouble() const { return mDoubleVal; }
-  bool ToBool() const { return mBoolVal; }
+  // The stored views, whatever the type (no check). A string, object, array or null value has
+  // every numeric view 0 and the bool view false; a number's bool view is false.
+  int ToInt() const;
+  unsigned int ToUInt() const;
+  long long ToInt64() const;
+  float ToFloat() const;
+  double ToDouble() const;
+  bool ToBool() const { return mHeld == BoolVal && mPayload.boolean; }
 
   // Array element at `index` (requires ArrayVal; no bounds check).
   Value& operator[](unsigned long index);
@@ -151,20 +152,41 @@ class MEDIASTORES_API Value {
   friend class internal::Writer;
   friend MEDIASTORES_API bool operator==(const Value& lhs, const Value& rhs);
 
-  void SetNumberViews(double value);
+  // What a value holds is decided by the type it was built with (mHeld), which Clear() leaves
+  // alone: only the tag changes, so the views of a cleared value still answer. Only the part that
+  // type uses is built: a number keeps the one number it was made from and derives its other
+  // views from it on demand; a string, object or array keeps only that.
+  union Payload {
+    Payload() : integer(0) {}
+    ~Payload() {}
+    long long integer;  // IntVal, UIntVal (zero-extended) and Int64Val
+    float single;       // FloatVal
+    double number;      // DoubleVal
+    bool boolean;       // BoolVal
+    std::string string;
+    Object object;
+    Array array;
+  };
+
+  // Makes this value, a null one holding nothing, hold an empty string, object or array.
+  std::string& HoldString();
+  std::string& HoldString(const char* text, size_t length);
+  Object& HoldObject();
+  Array& HoldArray();
+  // Takes over what `other` holds; this value must hold nothing. `other` keeps its type and a
+  // moved-from string, object or array.
+  void TakeFrom(Value& other) noexcept;
+  // Copies what `other` holds; this value must hold nothing.
+  void CopyFrom(const Value& other);
+  // Destroys what this value holds (nested values of any depth in bounded stack) and leaves a
+  // null value holding nothing.
+  void Release() noexcept;
   void DestroyNested() noexcept;
-  void Swap(Value& other) noexcept;
+  void ClearContainer() noexcept;
 
   ValueType mValueType;
-  int mIntVal;
-  float mFloatVal;
-  double mDoubleVal;
-  std::string mStringVal;
-  Object mObjectVal;
-  Array mArrayVal;
-  bool mBoolVal;
-  unsigned int mUIntVal;
-  long long mInt64Val;
+  ValueType mHeld;
+  Payload mPayload;
 };
 
 // Asymmetric equality: the left operand's type chooses the comparison.
