@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Prints the benchmark suite's summary table from the Google Benchmark JSON files of one run.
 
-Usage: bench/summarize.py RESULTS_DIR [--out FILE]
+Usage: bench/summarize.py RESULTS_DIR [--out FILE] [--check]
 
 Each row is a figure, the floor or peer measured in the same run, their ratio and the goal with
-a pass/miss mark. Times are medians over the repetitions; CPU time for work done on one thread,
+a mark: pass, MISS (the goal is not met), NOISY (met, but the figure or its floor varied by more
+than NOISE_LIMIT percent across repetitions, so the run cannot vouch for it) or n/a (not measured).
+With --check the exit status is 1 unless every goal row passes. Times are medians over the repetitions; CPU time for work done on one thread,
 real time for hand-offs between threads. A figure whose benchmark (or peer) did not run shows as
 n/a. Only the standard library is used.
 """
@@ -142,6 +144,7 @@ class Table:
         self.lines = []
         self.passed = 0
         self.missed = 0
+        self.noisy = 0
         self.unknown = 0
 
     def section(self, title):
@@ -156,6 +159,7 @@ class Table:
         """
         has_ref = ref is not NOREF
         ratio = div(value, ref) if has_ref else None
+        noisy = _ok(noise) and noise > NOISE_LIMIT
         if goal is None:
             goal_text, mark = "", "-"
         elif isinstance(goal, tuple):
@@ -167,10 +171,14 @@ class Table:
                 mark = "pass" if (ratio >= goal if higher else ratio <= goal) else "MISS"
             else:
                 mark = "n/a"
+        if mark == "pass" and noisy:
+            mark = "NOISY"
         if mark == "pass":
             self.passed += 1
         elif mark == "MISS":
             self.missed += 1
+        elif mark == "NOISY":
+            self.noisy += 1
         elif mark == "n/a":
             self.unknown += 1
 
@@ -187,9 +195,12 @@ class Table:
         head = ROW.format("figure", "value", "floor/peer", "ratio", "goal", "mark", "cv")
         out = header + [head, "  " + "-" * (len(head) - 2)] + self.lines
         out.append("")
-        out.append("  goals: {} pass, {} miss, {} n/a".format(self.passed, self.missed,
-                                                             self.unknown))
+        out.append("  goals: {} pass, {} miss, {} noisy (cv > {}%), {} n/a".format(
+            self.passed, self.missed, self.noisy, NOISE_LIMIT, self.unknown))
         return "\n".join(out)
+
+    def all_passed(self):
+        return self.passed > 0 and self.missed == 0 and self.noisy == 0 and self.unknown == 0
 
 
 def build(r):
@@ -366,6 +377,9 @@ def build(r):
 # Posted deliveries per iteration of BM_PostedDeliveries and BM_PlainQueueFloor (notify_bench.cc).
 POSTED_BATCH = 256
 
+# Largest coefficient of variation (percent) at which a goal row's figures are trusted.
+NOISE_LIMIT = 10
+
 # "A few nanoseconds" for one statistics update, as a number.
 UPDATE_LIMIT_NS = 5
 
@@ -376,8 +390,18 @@ def main(argv):
         return 0 if len(argv) >= 2 else 2
     directory = argv[1]
     out = None
-    if len(argv) >= 4 and argv[2] == "--out":
-        out = argv[3]
+    check = False
+    rest = argv[2:]
+    while rest:
+        if rest[0] == "--out" and len(rest) >= 2:
+            out = rest[1]
+            rest = rest[2:]
+        elif rest[0] == "--check":
+            check = True
+            rest = rest[1:]
+        else:
+            print("summarize.py: unknown argument '{}'".format(rest[0]), file=sys.stderr)
+            return 2
     r = Results(directory)
     header = ["Benchmark summary ({} result files in {})".format(len(r.files), directory)]
     if r.contexts:
@@ -393,11 +417,15 @@ def main(argv):
     header.append("  (CPU time on one thread, real time across threads) are what the goals "
                   "judge.")
     header.append("")
-    text = build(r).text(header)
+    table = build(r)
+    text = table.text(header)
     print(text)
     if out:
         with open(out, "w", encoding="utf-8") as f:
             f.write(text + "\n")
+    if check and not table.all_passed():
+        print("check: not every goal passed", file=sys.stderr)
+        return 1
     return 0
 
 
