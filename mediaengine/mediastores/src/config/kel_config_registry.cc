@@ -118,39 +118,42 @@ typedef std::map<uint32_t, RegistryEntry, std::less<uint32_t>,
                  SlabAllocator<std::pair<const uint32_t, RegistryEntry>>>
     KelConfigRegistry;
 
-// Store pointer (as the IKelConfig* handed out) -> its entry of g_mapConfigs, for every entry,
-// changed together with it, so that a release finds its entry without walking the registry. An
-// open-addressing table (linear probing, at most half full) of plain slots: one probe usually
-// reads one cache line. Its storage goes when the registry empties.
-class StoreIndex {
+// Entries of g_mapConfigs by a 64-bit key: an open-addressing table (linear probing, at most
+// half full) of plain slots, where one lookup usually reads one cache line instead of walking
+// the map. Changed together with the map; its storage goes when it empties.
+class EntryIndex {
  public:
   using Entry = KelConfigRegistry::iterator;
 
-  // The entry of `store`, or null.
-  const Entry* Find(const void* store) const {
+  // The entry of `key`, or null.
+  const Entry* Find(uint64_t key) const {
     if (m_size == 0) return nullptr;
-    for (size_t i = Home(store);; i = (i + 1) & m_mask) {
-      if (m_slots[i].store == store) return &m_slots[i].entry;
-      if (m_slots[i].store == nullptr) return nullptr;
+    for (size_t i = Home(key);; i = (i + 1) & m_mask) {
+      if (m_slots[i].key == key) return &m_slots[i].entry;
+      if (m_slots[i].key == kNoKey) return nullptr;
     }
   }
-  // Adds `store`, which is not in the index.
-  void Add(const void* store, Entry entry) {
+  // Makes sure that the next Add finds room (it may throw std::bad_alloc, Add does not).
+  void MakeRoom() {
     if (2 * (m_size + 1) > m_slots.size()) Grow();
-    size_t i = Home(store);
-    while (m_slots[i].store != nullptr)
+  }
+  // Adds `key`, which is not in the index, after MakeRoom.
+  void Add(uint64_t key, Entry entry) noexcept {
+    size_t i = Home(key);
+    while (m_slots[i].key != kNoKey)
       i = (i + 1) & m_mask;
-    m_slots[i] = Slot{store, entry};
+    m_slots[i] = Slot{key, entry};
     ++m_size;
   }
-  void Remove(const void* store) {
-    size_t hole = Home(store);
-    while (m_slots[hole].store != store)
+  // Removes `key`, which is in the index.
+  void Remove(uint64_t key) {
+    size_t hole = Home(key);
+    while (m_slots[hole].key != key)
       hole = (hole + 1) & m_mask;
     // Moves back every later slot of the run that may sit in the hole, so that no probe stops
     // at a hole before its own slot.
-    for (size_t i = (hole + 1) & m_mask; m_slots[i].store != nullptr; i = (i + 1) & m_mask) {
-      const size_t home = Home(m_slots[i].store);
+    for (size_t i = (hole + 1) & m_mask; m_slots[i].key != kNoKey; i = (i + 1) & m_mask) {
+      const size_t home = Home(m_slots[i].key);
       if (((i - home) & m_mask) >= ((i - hole) & m_mask)) {
         m_slots[hole] = m_slots[i];
         hole = i;
@@ -167,15 +170,16 @@ class StoreIndex {
   }
 
  private:
+  // Neither a 32-bit call id nor a store's address.
+  static constexpr uint64_t kNoKey = ~uint64_t{0};
   struct Slot {
-    const void* store = nullptr;
+    uint64_t key = kNoKey;
     Entry entry{};
   };
 
-  size_t Home(const void* store) const {
-    // Fibonacci hashing of the address; its low bits are alignment.
-    const uint64_t bits = reinterpret_cast<uintptr_t>(store);
-    return static_cast<size_t>((bits * 0x9E3779B97F4A7C15ull) >> 32) & m_mask;
+  size_t Home(uint64_t key) const {
+    // Fibonacci hashing: consecutive call ids and aligned addresses spread over the table.
+    return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 32) & m_mask;
   }
   void Grow() {
     std::vector<Slot> old(std::max<size_t>(64, 2 * m_slots.size()));
@@ -183,7 +187,7 @@ class StoreIndex {
     m_mask = m_slots.size() - 1;
     m_size = 0;
     for (const Slot& slot : old) {
-      if (slot.store != nullptr) Add(slot.store, slot.entry);
+      if (slot.key != kNoKey) Add(slot.key, slot.entry);  // at most half full: room enough
     }
   }
 
@@ -197,7 +201,15 @@ class StoreIndex {
 // it themselves; their declarations in the public header cannot name it to say so.
 COxStdMutex g_mutex;
 KelConfigRegistry g_mapConfigs MS_GUARDED_BY(g_mutex);
-StoreIndex g_mapConfigIds MS_GUARDED_BY(g_mutex);
+// The same entries by call id (what CreateKelConfig and CleanUpKelConfig look up) and by store
+// pointer, as the IKelConfig* handed out (what ReleaseKelConfig looks up: a store is registered
+// under one call id only, so this finds the entry a walk of the map in call-id order would).
+EntryIndex g_callIndex MS_GUARDED_BY(g_mutex);
+EntryIndex g_storeIndex MS_GUARDED_BY(g_mutex);
+
+uint64_t StoreKey(const IKelConfig* store) {
+  return reinterpret_cast<uintptr_t>(store);
+}
 
 // Takes one count off an entry and erases it when the count was below 2 before; the store goes
 // with the entry. Returns the new count.
@@ -205,7 +217,8 @@ int32_t DropReference(KelConfigRegistry::iterator entry) MS_REQUIRES(g_mutex) {
   const int32_t before = entry->second.count;
   entry->second.count = before - 1;
   if (before < 2) {
-    g_mapConfigIds.Remove(static_cast<const IKelConfig*>(entry->second.store.get()));
+    g_storeIndex.Remove(StoreKey(entry->second.store.get()));
+    g_callIndex.Remove(entry->first);
     g_mapConfigs.erase(entry);
   }
   return before - 1;
@@ -221,8 +234,8 @@ int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
   COxMutexGuard lock(g_mutex);
   if (*ppConfig != nullptr) return KEL_E_INVALIDARG;
 
-  auto entry = g_mapConfigs.lower_bound(callId);
-  if (entry != g_mapConfigs.end() && entry->first == callId) {
+  if (const EntryIndex::Entry* found = g_callIndex.Find(callId)) {
+    const KelConfigRegistry::iterator entry = *found;
     // Deliberately also for a call that was already cleaned up.
     entry->second.count += 1;
     *ppConfig = entry->second.store.get();
@@ -230,13 +243,12 @@ int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
   }
   auto store = std::make_unique<KelConfig>(callId);
   IKelConfig* const handedOut = store.get();
-  entry = g_mapConfigs.emplace_hint(entry, callId, RegistryEntry{2, std::move(store)});
-  try {
-    g_mapConfigIds.Add(handedOut, entry);
-  } catch (...) {
-    g_mapConfigs.erase(entry);
-    throw;
-  }
+  // Room first: once the map holds the entry, nothing below can fail.
+  g_callIndex.MakeRoom();
+  g_storeIndex.MakeRoom();
+  const auto entry = g_mapConfigs.emplace(callId, RegistryEntry{2, std::move(store)}).first;
+  g_callIndex.Add(callId, entry);
+  g_storeIndex.Add(StoreKey(handedOut), entry);
   *ppConfig = handedOut;
   return KEL_S_OK;
 }
@@ -246,7 +258,7 @@ int32_t ReleaseKelConfig(IKelConfig* pConfig) {
   COxMutexGuard lock(g_mutex);
   // A store is registered under one call id only, so the index finds the same entry as a walk
   // of the registry in call-id order would.
-  const StoreIndex::Entry* indexed = g_mapConfigIds.Find(pConfig);
+  const EntryIndex::Entry* indexed = g_storeIndex.Find(StoreKey(pConfig));
   if (indexed == nullptr) return KEL_E_FAIL;
   const KelConfigRegistry::iterator entry = *indexed;
   const uint32_t callId = entry->first;
@@ -258,8 +270,9 @@ int32_t ReleaseKelConfig(IKelConfig* pConfig) {
 int32_t CleanUpKelConfig(uint32_t callId) {
   KEL_FUNC_TRACER("kelStore::CleanUpKelConfig", 881, ", callId=" << callId);
   COxMutexGuard lock(g_mutex);
-  auto entry = g_mapConfigs.find(callId);
-  if (entry == g_mapConfigs.end()) return KEL_E_FAIL;
+  const EntryIndex::Entry* found = g_callIndex.Find(callId);
+  if (found == nullptr) return KEL_E_FAIL;
+  const KelConfigRegistry::iterator entry = *found;
   // A call is cleaned up once; a second clean-up leaves the count alone.
   if (entry->second.store->IsCleaned()) return KEL_E_FAIL;
   entry->second.store->SetCleaned();
@@ -275,7 +288,8 @@ void DestroyKelConfig() {
     KEL_TRACE_INFO(", callId=" << entry.first << ", counts=" << entry.second.count);
   }
   // Dropped in call-id order, whatever the counts.
-  g_mapConfigIds.Clear();
+  g_callIndex.Clear();
+  g_storeIndex.Clear();
   while (!g_mapConfigs.empty())
     g_mapConfigs.erase(g_mapConfigs.begin());
 }
