@@ -191,6 +191,80 @@ void BM_Memory_EmptyStore(benchmark::State& state) {
 }
 BENCHMARK(BM_Memory_EmptyStore)->Arg(1000)->Iterations(1)->Repetitions(1);
 
+// Stores of new calls, each with its registry entry and one group in use: one integer value.
+void BM_Memory_OneGroupStore(benchmark::State& state) {
+  constexpr uint32_t kFirstCall = 700000;
+  const int64_t count = state.range(0);
+  for (auto _ : state) {
+    std::vector<IKelConfig*> stores(static_cast<size_t>(count), nullptr);
+    const Heap before = Heap::Now();
+    for (int64_t i = 0; i < count; ++i) {
+      kelStore::CreateKelConfig(kFirstCall + static_cast<uint32_t>(i), &stores[i]);
+      stores[i]->SetKelConfig(kelStore::kGroupVideo, "fps", ConfigData(30));
+    }
+    const Heap after = Heap::Now();
+    for (int64_t i = 0; i < count; ++i) {
+      kelStore::ReleaseKelConfig(stores[i]);
+      kelStore::CleanUpKelConfig(kFirstCall + static_cast<uint32_t>(i));
+    }
+    Report(state, "store", before, after, count);
+    ReportLeft(state, before, Heap::Now(), count);
+  }
+}
+BENCHMARK(BM_Memory_OneGroupStore)->Arg(1000)->Iterations(1)->Repetitions(1);
+
+// What mediastores-demo sets in each call's store: its default document's 21 values, as
+// texts, in six groups (the subscriptions and helpers of the demo's modules not counted).
+void BM_Memory_DemoCallStore(benchmark::State& state) {
+  constexpr uint32_t kFirstCall = 800000;
+  struct Setting {
+    kelStore::KelConfigGroup group;
+    const char* name;
+    const char* value;
+  };
+  static const Setting kSettings[] = {
+      {kelStore::kGroupCommon, "CallProfile", "meeting"},
+      {kelStore::kGroupFeature, "EnableOpusDtx", "true"},
+      {kelStore::kGroupFeature, "EnableOpusInbandFec", "1"},
+      {kelStore::kGroupFeature, "EnableVideoDenoiser", "off"},
+      {kelStore::kGroupAudio, "Codec", "opus"},
+      {kelStore::kGroupAudio, "SampleRate", "48000"},
+      {kelStore::kGroupAudio, "TargetBitrateKbps", "32"},
+      {kelStore::kGroupAudio, "JitterBufferMinMs", "40"},
+      {kelStore::kGroupAudio, "JitterBufferMaxMs", "200"},
+      {kelStore::kGroupVideo, "Codec", "h264"},
+      {kelStore::kGroupVideo, "MaxResolution", "1280x720"},
+      {kelStore::kGroupVideo, "MaxFrameRate", "30"},
+      {kelStore::kGroupVideo, "SimulcastLayers", "3"},
+      {kelStore::kGroupVideo, "TargetBitrateKbps", "1200"},
+      {kelStore::kGroupApplication, "RateControlIntervalMs", "500"},
+      {kelStore::kGroupApplication, "CongestionFrameRate", "15"},
+      {kelStore::kGroupApplication, "KeyFrameRequestsPerMinute", "20"},
+      {kelStore::kGroupTransmission, "StartBandwidthKbps", "1500"},
+      {kelStore::kGroupTransmission, "MinBandwidthKbps", "300"},
+      {kelStore::kGroupTransmission, "MaxBandwidthKbps", "2500"},
+      {kelStore::kGroupTransmission, "CongestionBelowKbps", "600"},
+  };
+  const int64_t count = state.range(0);
+  for (auto _ : state) {
+    std::vector<IKelConfig*> stores(static_cast<size_t>(count), nullptr);
+    const Heap before = Heap::Now();
+    for (int64_t i = 0; i < count; ++i) {
+      kelStore::CreateKelConfig(kFirstCall + static_cast<uint32_t>(i), &stores[i]);
+      for (const Setting& setting : kSettings)
+        stores[i]->SetKelConfig(setting.group, setting.name, ConfigData(setting.value));
+    }
+    const Heap after = Heap::Now();
+    for (int64_t i = 0; i < count; ++i) {
+      kelStore::ReleaseKelConfig(stores[i]);
+      kelStore::CleanUpKelConfig(kFirstCall + static_cast<uint32_t>(i));
+    }
+    Report(state, "call", before, after, count);
+    ReportLeft(state, before, Heap::Now(), count);
+  }
+}
+BENCHMARK(BM_Memory_DemoCallStore)->Arg(1000)->Iterations(1)->Repetitions(1);
+
 // New values (integers, kept inside ConfigData) under new keys of one group.
 void BM_Memory_StoredValue(benchmark::State& state) {
   constexpr int kCount = 10000;

@@ -154,8 +154,9 @@ class Table:
     def row(self, label, value, ref=NOREF, goal=None, higher=False, unit_format="{:.1f}",
             noise=None):
         """One figure, with its floor or peer unless `ref` is left out. `goal` is a bound on
-        value/ref (<=, or >= when `higher`), ("abs", limit) for a bound on the value alone, or None
-        for a figure shown for context only. A figure or floor that did not run shows as n/a.
+        value/ref (<=, or >= when `higher`), ("abs", limit) or ("abs", limit, unit) for a bound
+        on the value alone (unit "ns" unless given), or None for a figure shown for context only.
+        A figure or floor that did not run shows as n/a.
         """
         has_ref = ref is not NOREF
         ratio = div(value, ref) if has_ref else None
@@ -163,7 +164,7 @@ class Table:
         if goal is None:
             goal_text, mark = "", "-"
         elif isinstance(goal, tuple):
-            goal_text = "<= {:g} ns".format(goal[1])
+            goal_text = "<= {:g} {}".format(goal[1], goal[2] if len(goal) > 2 else "ns")
             mark = ("pass" if value <= goal[1] else "MISS") if _ok(value) else "n/a"
         else:
             goal_text = "{} {:g}x".format(">=" if higher else "<=", goal)
@@ -355,7 +356,13 @@ def build(r):
               "floor = bare std::map")
     b = "{:.0f}"
     t.row("Empty configuration store (with registry entry)",
-          r.counter("BM_Memory_EmptyStore/1000", "bytes_per_store"), unit_format=b)
+          r.counter("BM_Memory_EmptyStore/1000", "bytes_per_store"), goal=("abs", 1024, "B"),
+          unit_format=b)
+    t.row("Store with one group in use (one int value)",
+          r.counter("BM_Memory_OneGroupStore/1000", "bytes_per_store"), goal=("abs", 1536, "B"),
+          unit_format=b)
+    t.row("  context: a demo call's store, its 21 values in 6 groups",
+          r.counter("BM_Memory_DemoCallStore/1000", "bytes_per_call"), unit_format=b)
     for key in ("12", "24"):
         t.row("Stored value, int, {}-char key".format(key),
               r.counter("BM_Memory_StoredValue/key:" + key, "bytes_per_value"),

@@ -2,6 +2,7 @@
 // badinput/store_bad_input_test.cc; lines: kel_config_store_test.cc.)
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -50,6 +51,48 @@ TEST_F(RegistryTest, CountingSequences) {
     DestroyKelConfig();
     EXPECT_EQ(GetKelConfigSizeForUT(), 0u);
   }
+}
+
+// Many calls made, released and cleaned up in a scattered order: each keeps its own store and
+// count until its entry goes, whatever went before it.
+TEST_F(RegistryTest, ManyCallsKeepTheirEntries) {
+  constexpr uint32_t kCalls = 3000;
+  std::vector<IKelConfig*> stores(kCalls, nullptr);
+  for (uint32_t call = 0; call < kCalls; ++call)
+    ASSERT_EQ(CreateKelConfig(call * 7919u, &stores[call]), KEL_S_OK);
+  std::vector<bool> cleaned(kCalls, false);
+  uint32_t seed = 1;
+  for (uint32_t step = 0; step < 2 * kCalls; ++step) {
+    seed = seed * 1664525u + 1013904223u;
+    const uint32_t call = (seed >> 8) % kCalls;
+    const int32_t before = RegistryCount(call * 7919u);
+    if (before < 0) continue;
+    // A release, or a clean-up (refused, the count kept, when the call was cleaned up before).
+    const bool counted = (seed & 1u) != 0 || !cleaned[call];
+    const int32_t result =
+        (seed & 1u) != 0 ? ReleaseKelConfig(stores[call]) : CleanUpKelConfig(call * 7919u);
+    if ((seed & 1u) == 0) cleaned[call] = true;
+    ASSERT_EQ(result, counted ? KEL_S_OK : KEL_E_FAIL);
+    ASSERT_EQ(RegistryCount(call * 7919u), !counted ? before : before < 2 ? -1 : before - 1);
+  }
+  uint32_t left = 0;
+  for (uint32_t call = 0; call < kCalls; ++call) {
+    const int32_t count = RegistryCount(call * 7919u);
+    IKelConfig* again = nullptr;
+    if (count < 0) {  // gone: a create makes the call anew
+      ASSERT_EQ(CreateKelConfig(call * 7919u, &again), KEL_S_OK);
+      EXPECT_EQ(RegistryCount(call * 7919u), 2);
+      EXPECT_EQ(ReleaseKelConfig(again), KEL_S_OK);
+      EXPECT_EQ(CleanUpKelConfig(call * 7919u), KEL_S_OK);
+      continue;
+    }
+    ++left;
+    ASSERT_EQ(CreateKelConfig(call * 7919u, &again), KEL_S_OK);
+    EXPECT_EQ(RegistryCount(call * 7919u), count + 1);
+    EXPECT_EQ(ReleaseKelConfig(again), KEL_S_OK);
+    EXPECT_EQ(RegistryCount(call * 7919u), count);
+  }
+  EXPECT_EQ(GetKelConfigSizeForUT(), left);
 }
 
 TEST_F(RegistryTest, ReadsByCallIdGiveTheirReferenceBack) {

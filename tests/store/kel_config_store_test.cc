@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "mediastores/mediastores.h"
@@ -44,6 +46,38 @@ TEST(GroupNameTest, NamesBothWaysAndGroupTypes) {
 using StoreTraceTest = storetest::StoreTest;
 
 // One call's life with every kind of line, all levels on.
+// Threads that use the same new groups at once: each group gets one set of parts, which keeps
+// every thread's value.
+TEST(StoreConcurrencyTest, FirstUseOfAGroupKeepsEveryThreadsValue) {
+  constexpr int kThreads = 4;
+  for (int round = 0; round < 20; ++round) {
+    KelConfig store(7);
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&, t] {
+        const std::string name = "k" + std::to_string(t);
+        ready.fetch_add(1);
+        while (ready.load() < kThreads) {
+        }
+        for (uint32_t g = 0; g < kGroupLast; ++g)
+          store.SetKelConfig(static_cast<KelConfigGroup>(g), name.c_str(), ConfigData(t));
+      });
+    }
+    for (std::thread& thread : threads)
+      thread.join();
+    for (uint32_t g = 0; g < kGroupLast; ++g) {
+      for (int t = 0; t < kThreads; ++t) {
+        ConfigData value;
+        EXPECT_EQ(store.GetKelConfig(static_cast<KelConfigGroup>(g),
+                                     ("k" + std::to_string(t)).c_str(), value),
+                  KEL_S_OK)
+            << "group " << g << ", thread " << t;
+      }
+    }
+  }
+}
+
 TEST_F(StoreTraceTest, EveryLineOnce) {
   set_mock_time(1000000);
   struct ResetClock {

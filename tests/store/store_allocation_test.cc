@@ -52,4 +52,23 @@ TEST(StoreAllocationTest, ReadsAndRewritesDoNotAllocate) {
   EXPECT_EQ(AllocationsOf([&] { store.SetKelConfig(group, "fps", ConfigData(30)); }), 1);
 }
 
+TEST(StoreAllocationTest, GroupsAreMadeOnFirstWriteOnly) {
+  kelStore::KelConfig store(4);
+  const auto group = kelStore::kGroupAudio;
+  ConfigData out;
+  // Reads and removals of a group never used find nothing and make nothing.
+  EXPECT_EQ(AllocationsOf([&] {
+              EXPECT_EQ(store.GetKelConfig(group, "rate", out), KEL_E_BADSTATE);
+              EXPECT_EQ(store.GetDynamicConfig(group, "rate", out), KEL_E_NOOBSERVER);
+              EXPECT_EQ(store.RemoveKelConfig(group, "rate"), KEL_S_OK);
+              EXPECT_EQ(store.RemoveKelConfigByGroup(group), KEL_S_OK);
+              EXPECT_EQ(store.SetKelConfig(group, "rate", ConfigData(1), false, true),
+                        KEL_E_NOOBSERVER);
+            }),
+            0);
+  // The first value of a group makes the group's parts and the value's node.
+  EXPECT_EQ(AllocationsOf([&] { store.SetKelConfig(group, "rate", ConfigData(1)); }), 2);
+  EXPECT_EQ(store.GetKelConfig(group, "rate", out), KEL_S_OK);
+}
+
 }  // namespace

@@ -20,7 +20,7 @@ class KelConfigTestPeer {
  public:
   static void ListSecondProvider(KelConfig& store, KelConfigGroup group, const char* name,
                                  const ConfigEventHandler::Ptr& provider) {
-    ASSERT_EQ(store.m_observers[group].Subscribe(name, provider, &store, 0), KEL_S_OK);
+    ASSERT_EQ(store.observers(group).Subscribe(name, provider, &store, 0), KEL_S_OK);
     provider->busy.Leave(0);  // the list marks a subscriber busy for its first notification
   }
   static uint32_t TotalObservers(const KelConfig& store) { return store.m_TotalObservers.load(); }

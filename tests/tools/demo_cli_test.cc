@@ -133,6 +133,7 @@ TEST(DemoCli, JsonRunStoppedBySigintAddsUpAndExitsZero) {
   EXPECT_TRUE(At(line, {"interrupted"}).ToBool() && At(line, {"signal"}) == json::Value("SIGINT"));
   EXPECT_EQ(At(line, {"second"}).ToUInt(), second);
   EXPECT_LT(second, 10u);
+  EXPECT_GT(At(line, {"setupCallsPerSecond"}).ToUInt(), 0u) << out;
   for (int i = 0; i < 3; ++i)
     EXPECT_EQ(At(line, {counts[i]}).ToInt64(), sums[i]) << counts[i] << ": the seconds' sum";
   // Audio and video, a pipeline's and the reporter's reference, for each of the three calls.

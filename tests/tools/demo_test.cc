@@ -29,7 +29,8 @@ TEST(Demo, RunsCallsAndLeavesEveryRegistryEmpty) {
   // The first three calls one by one with their layers, the rest summed up; the summary; and the
   // last line: audio and video, one reference for the pipeline and one for the reporter, a call.
   for (const char* shown :
-       {"  call 1003 | audio tx", "|   L2 1280x720", "  + 7 more calls |", "; failures 0\n",
+       {"  call 1003 | audio tx", "|   L2 1280x720", "  + 7 more calls |", " calls/s), shutdown ",
+        "; failures 0\n",
         "\nregistries at exit: configuration stores 0, statistics objects 0 (40 references taken, "
         "40 given back)\n"}) {
     EXPECT_TRUE(Has(run.out, shown)) << shown << " in\n" << run.out;

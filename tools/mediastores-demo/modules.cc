@@ -55,6 +55,33 @@ class DrainEvent : public IOxEvent {
   int OnEventFire() override { return 0; }
 };
 
+// Runs a function on the worker that fires it.
+class WorkEvent : public IOxEvent {
+ public:
+  explicit WorkEvent(std::packaged_task<void()> work) : m_work(std::move(work)) {}
+  int OnEventFire() override {
+    m_work();
+    return 0;
+  }
+
+ private:
+  std::packaged_task<void()> m_work;
+};
+
+// Waits on the worker until its WorkerHold goes.
+class HoldEvent : public IOxEvent {
+ public:
+  explicit HoldEvent(std::shared_ptr<WorkerHold::State> state) : m_state(std::move(state)) {}
+  int OnEventFire() override {
+    std::unique_lock<std::mutex> lock(m_state->mutex);
+    m_state->released.wait(lock, [this] { return m_state->done; });
+    return 0;
+  }
+
+ private:
+  std::shared_ptr<WorkerHold::State> m_state;
+};
+
 }  // namespace
 
 double NextRandom(uint32_t* state) {
@@ -78,6 +105,25 @@ WorkerPool::~WorkerPool() = default;
 void WorkerPool::Drain() {
   for (auto& thread : m_threads)
     thread->GetEventQueue()->SendEvent(new DrainEvent());
+}
+
+std::future<void> WorkerPool::RunOn(AOxThread* worker, std::function<void()> work) {
+  std::packaged_task<void()> task(std::move(work));
+  std::future<void> done = task.get_future();
+  worker->GetEventQueue()->PostEvent(new WorkEvent(std::move(task)), 0);
+  return done;
+}
+
+WorkerHold::WorkerHold(AOxThread* worker) : m_state(std::make_shared<State>()) {
+  worker->GetEventQueue()->PostEvent(new HoldEvent(m_state), 0);
+}
+
+WorkerHold::~WorkerHold() {
+  {
+    std::lock_guard<std::mutex> lock(m_state->mutex);
+    m_state->done = true;
+  }
+  m_state->released.notify_all();
 }
 
 // ---- SimulatedModule ----
@@ -458,7 +504,7 @@ std::string Call::Describe() {
 }
 
 void Call::Finish() {
-  if (m_finished) return;
+  if (m_finished || m_application == nullptr) return;
   m_finished = true;
   for (SimulatedModule* module :
        {static_cast<SimulatedModule*>(m_video.get()), static_cast<SimulatedModule*>(m_audio.get()),

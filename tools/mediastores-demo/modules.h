@@ -7,8 +7,12 @@
 #include <mediastores/mediastores.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <functional>
+#include <future>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -61,9 +65,31 @@ class WorkerPool {
 
   // Returns once every event posted to any worker before the call has run.
   void Drain();
+  // Posts `work` to `worker`; the future is ready once it has run.
+  static std::future<void> RunOn(AOxThread* worker, std::function<void()> work);
 
  private:
   std::vector<std::unique_ptr<COxEventThread>> m_threads;
+};
+
+// Keeps a worker inside one event from construction until destruction: what is posted to it
+// meanwhile waits in its queue and runs afterwards in one go, instead of waking the worker event
+// by event. Nothing may be sent to the worker (and waited for) while it is held.
+class WorkerHold {
+ public:
+  explicit WorkerHold(AOxThread* worker);
+  ~WorkerHold();
+  WorkerHold(const WorkerHold&) = delete;
+  WorkerHold& operator=(const WorkerHold&) = delete;
+
+  struct State {
+    std::mutex mutex;
+    std::condition_variable released;
+    bool done = false;
+  };
+
+ private:
+  std::shared_ptr<State> m_state;
 };
 
 // What every module has: a helper on the call's store and counted access to it.
@@ -198,8 +224,11 @@ class Call {
   // What the modules took from the configuration (for the first call's description).
   std::string Describe();
   std::string DumpConfiguration() { return m_application->Dump(); }
-  // Ends the call: every helper released, then the call's own store reference cleaned up.
+  // Ends the call: every helper released, then the call's own store reference cleaned up (a
+  // call that never started has neither).
   void Finish();
+  // The worker of the call's video module.
+  AOxThread* videoWorker() { return m_workers->Video(m_index); }
 
   uint32_t callId() const { return m_callId; }
   MediaControls* controls() { return &m_controls; }

@@ -75,6 +75,8 @@ class AudioPipeline : public PipelineThread {
 
   // Takes the writer's reference of the call's audio statistics. Before Start().
   bool AddCall(uint32_t callId, const MediaControls* controls);
+  // Room for `calls` calls, taken before they are added.
+  void Reserve(size_t calls) { m_calls.reserve(calls); }
   // Gives every reference back. After Stop().
   void ReleaseAll();
 
@@ -112,6 +114,7 @@ class VideoPipeline : public PipelineThread {
 
   // Takes the writer's reference of the call's video statistics. Before Start().
   bool AddCall(uint32_t callId, MediaControls* controls);
+  void Reserve(size_t calls) { m_calls.reserve(calls); }
   void ReleaseAll();
 
  protected:

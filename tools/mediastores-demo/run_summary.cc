@@ -31,10 +31,11 @@ std::string SummaryText(const RunSummary& s) {
            Thousands(s.statsUpdates).c_str(),
            Thousands(PerSecond(s.statsUpdates, s.runSeconds)).c_str(), s.peakMemoryMiB);
     Append(&text,
-           "sets: %s told subscribers, %s unchanged, %s watched by nobody; set-up %.2f s, "
-           "shutdown %.2f s; failures %s\n",
+           "sets: %s told subscribers, %s unchanged, %s watched by nobody; set-up %.2f s "
+           "(%s calls/s), shutdown %.2f s; failures %s\n",
            Thousands(s.setsNotified).c_str(), Thousands(s.setsUnchanged).c_str(),
-           Thousands(s.setsNoObserver).c_str(), s.setupSeconds, s.shutdownSeconds,
+           Thousands(s.setsNoObserver).c_str(), s.setupSeconds,
+           Thousands(PerSecond(calls, s.setupSeconds)).c_str(), s.shutdownSeconds,
            Thousands(s.failures).c_str());
   }
   Append(&text,
@@ -57,6 +58,7 @@ std::string SummaryJson(const RunSummary& s) {
         .Text("stoppedDuring", s.stoppedInSetUp ? "set-up" : "run");
   }
   line.Real("setupSeconds", s.setupSeconds)
+      .UInt("setupCallsPerSecond", PerSecond(s.callsSetUp, s.setupSeconds))
       .Real("runSeconds", s.runSeconds)
       .Real("shutdownSeconds", s.shutdownSeconds)
       .UInt("configOps", s.configOps)

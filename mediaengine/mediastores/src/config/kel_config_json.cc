@@ -13,8 +13,9 @@ namespace kelStore {
 
 json::Array KelConfig::getConfigsJsonArray(KelConfigGroup group) {
   json::Array entries;
-  if (group >= kGroupLast) return entries;
-  m_values[group].Traverse([&entries](const std::string& name, const ConfigData& value) {
+  const GroupParts* const used = group < kGroupLast ? groupIfUsed(group) : nullptr;
+  if (used == nullptr) return entries;
+  used->values.Traverse([&entries](const std::string& name, const ConfigData& value) {
     entries.push_back(MakeConfigDocumentEntry(name, value.ToCstr()));
   });
   return entries;

@@ -1,11 +1,14 @@
 #include "mediaengine/mediastores/src/config/kel_config_registry.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
-#include <unordered_map>
+#include <new>
 #include <utility>
+#include <vector>
 
 #include "mediaengine/mediastores/src/config/kel_config_store.h"
 #include "mediastores/kel_config_helper.h"
@@ -18,35 +21,204 @@ namespace kelStore {
 
 namespace {
 
-// Call id -> (store, count). A store made by CreateKelConfig enters with count 2: one for its
-// creator, one for the call's CleanUpKelConfig. Each further create adds 1; ReleaseKelConfig and
-// CleanUpKelConfig subtract 1 and erase the entry when the count was below 2 before.
-typedef std::map<uint32_t, std::pair<std::shared_ptr<KelConfig>, int32_t>> KelConfigRegistry;
+// Map nodes come from slabs of kNodesPerSlab nodes: the registry's nodes lie side by side, so a
+// lookup among many calls walks a few pages instead of one page per call. A freed node is kept
+// for the next one; the slabs go back to the heap when the last node does. Used only by the
+// registry's map, whose every change happens under g_mutex.
+class NodeSlabs {
+ public:
+  NodeSlabs(size_t nodeSize, size_t nodeAlign)
+      : m_nodeSize((std::max(nodeSize, sizeof(FreeNode)) + nodeAlign - 1) / nodeAlign * nodeAlign),
+        m_align(std::max(nodeAlign, alignof(FreeNode))) {}
 
-// Hash of a store pointer (a type of the library's own, which keeps the index's code inside the
-// library).
-struct KelConfigPtrHash {
-  size_t operator()(const void* store) const { return std::hash<const void*>()(store); }
+  void* Take() {
+    if (m_free == nullptr) AddSlab();
+    FreeNode* node = m_free;
+    m_free = node->next;
+    ++m_live;
+    return node;
+  }
+  void Give(void* p) {
+    m_free = new (p) FreeNode{m_free};
+    if (--m_live == 0) ReleaseSlabs();
+  }
+
+ private:
+  static constexpr size_t kNodesPerSlab = 256;
+  struct FreeNode {
+    FreeNode* next;
+  };
+
+  void AddSlab() {
+    auto* slab =
+        static_cast<char*>(::operator new(m_nodeSize* kNodesPerSlab, std::align_val_t(m_align)));
+    m_slabs.push_back(slab);
+    for (size_t i = kNodesPerSlab; i-- > 0;)
+      m_free = new (slab + i * m_nodeSize) FreeNode{m_free};
+  }
+  void ReleaseSlabs() {
+    for (char* slab : m_slabs)
+      ::operator delete(slab, std::align_val_t(m_align));
+    m_slabs.clear();
+    m_slabs.shrink_to_fit();
+    m_free = nullptr;
+  }
+
+  const size_t m_nodeSize;
+  const size_t m_align;
+  std::vector<char*> m_slabs;
+  FreeNode* m_free = nullptr;
+  size_t m_live = 0;
 };
-// Store pointer (as the IKelConfig* handed out) -> entry of g_mapConfigs, for every entry, changed
-// together with it, so that a release finds its entry without walking the registry.
-typedef std::unordered_map<const void*, KelConfigRegistry::iterator, KelConfigPtrHash>
-    KelConfigPtrIndex;
+
+// The allocator of the registry's map: single nodes from the slabs of their type.
+template <class T>
+struct SlabAllocator {
+  using value_type = T;
+  SlabAllocator() = default;
+  template <class U>
+  SlabAllocator(const SlabAllocator<U>&) {}  // NOLINT: converting, as allocators are
+
+  // Never destroyed: the registry's map, destroyed at exit after any function-local object,
+  // still gives its nodes back (the slabs themselves go with the last node).
+  static NodeSlabs& Slabs() {
+    static NodeSlabs* const slabs = new NodeSlabs(sizeof(T), alignof(T));
+    return *slabs;
+  }
+  T* allocate(size_t n) {
+    if (n == 1) return static_cast<T*>(Slabs().Take());
+    return static_cast<T*>(::operator new(n * sizeof(T), std::align_val_t(alignof(T))));
+  }
+  void deallocate(T* p, size_t n) {
+    if (n == 1) {
+      Slabs().Give(p);
+    } else {
+      ::operator delete(p, std::align_val_t(alignof(T)));
+    }
+  }
+  template <class U>
+  bool operator==(const SlabAllocator<U>&) const {
+    return true;
+  }
+  template <class U>
+  bool operator!=(const SlabAllocator<U>&) const {
+    return false;
+  }
+};
+
+// One call's entry: its count and its store. A store made by CreateKelConfig enters with count
+// 2: one for its creator, one for the call's CleanUpKelConfig. Each further create adds 1;
+// ReleaseKelConfig and CleanUpKelConfig subtract 1 and erase the entry when the count was below 2
+// before. The registry is the store's only owner.
+struct RegistryEntry {
+  int32_t count;
+  std::unique_ptr<KelConfig> store;
+};
+typedef std::map<uint32_t, RegistryEntry, std::less<uint32_t>,
+                 SlabAllocator<std::pair<const uint32_t, RegistryEntry>>>
+    KelConfigRegistry;
+
+// Entries of g_mapConfigs by a 64-bit key: an open-addressing table (linear probing, at most
+// half full) of plain slots, where one lookup usually reads one cache line instead of walking
+// the map. Changed together with the map; its storage goes when it empties.
+class EntryIndex {
+ public:
+  using Entry = KelConfigRegistry::iterator;
+
+  // The entry of `key`, or null.
+  const Entry* Find(uint64_t key) const {
+    if (m_size == 0) return nullptr;
+    for (size_t i = Home(key);; i = (i + 1) & m_mask) {
+      if (m_slots[i].key == key) return &m_slots[i].entry;
+      if (m_slots[i].key == kNoKey) return nullptr;
+    }
+  }
+  // Makes sure that the next Add finds room (it may throw std::bad_alloc, Add does not).
+  void MakeRoom() {
+    if (2 * (m_size + 1) > m_slots.size()) Grow();
+  }
+  // Adds `key`, which is not in the index, after MakeRoom.
+  void Add(uint64_t key, Entry entry) noexcept {
+    size_t i = Home(key);
+    while (m_slots[i].key != kNoKey)
+      i = (i + 1) & m_mask;
+    m_slots[i] = Slot{key, entry};
+    ++m_size;
+  }
+  // Removes `key`, which is in the index.
+  void Remove(uint64_t key) {
+    size_t hole = Home(key);
+    while (m_slots[hole].key != key)
+      hole = (hole + 1) & m_mask;
+    // Moves back every later slot of the run that may sit in the hole, so that no probe stops
+    // at a hole before its own slot.
+    for (size_t i = (hole + 1) & m_mask; m_slots[i].key != kNoKey; i = (i + 1) & m_mask) {
+      const size_t home = Home(m_slots[i].key);
+      if (((i - home) & m_mask) >= ((i - hole) & m_mask)) {
+        m_slots[hole] = m_slots[i];
+        hole = i;
+      }
+    }
+    m_slots[hole] = Slot{};
+    if (--m_size == 0) Clear();
+  }
+  void Clear() {
+    m_slots.clear();
+    m_slots.shrink_to_fit();
+    m_size = 0;
+    m_mask = 0;
+  }
+
+ private:
+  // Neither a 32-bit call id nor a store's address.
+  static constexpr uint64_t kNoKey = ~uint64_t{0};
+  struct Slot {
+    uint64_t key = kNoKey;
+    Entry entry{};
+  };
+
+  size_t Home(uint64_t key) const {
+    // Fibonacci hashing: consecutive call ids and aligned addresses spread over the table.
+    return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 32) & m_mask;
+  }
+  void Grow() {
+    std::vector<Slot> old(std::max<size_t>(64, 2 * m_slots.size()));
+    old.swap(m_slots);
+    m_mask = m_slots.size() - 1;
+    m_size = 0;
+    for (const Slot& slot : old) {
+      if (slot.key != kNoKey) Add(slot.key, slot.entry);  // at most half full: room enough
+    }
+  }
+
+  std::vector<Slot> m_slots;
+  size_t m_mask = 0;
+  size_t m_size = 0;
+};
 
 // Held for the whole of each registry function, including the construction and destruction of
 // stores (a store's destructor takes none of the registry's locks). The exported functions take
 // it themselves; their declarations in the public header cannot name it to say so.
 COxStdMutex g_mutex;
 KelConfigRegistry g_mapConfigs MS_GUARDED_BY(g_mutex);
-KelConfigPtrIndex g_mapConfigIds MS_GUARDED_BY(g_mutex);
+// The same entries by call id (what CreateKelConfig and CleanUpKelConfig look up) and by store
+// pointer, as the IKelConfig* handed out (what ReleaseKelConfig looks up: a store is registered
+// under one call id only, so this finds the entry a walk of the map in call-id order would).
+EntryIndex g_callIndex MS_GUARDED_BY(g_mutex);
+EntryIndex g_storeIndex MS_GUARDED_BY(g_mutex);
+
+uint64_t StoreKey(const IKelConfig* store) {
+  return reinterpret_cast<uintptr_t>(store);
+}
 
 // Takes one count off an entry and erases it when the count was below 2 before; the store goes
-// with the entry unless someone else still shares it. Returns the new count.
+// with the entry. Returns the new count.
 int32_t DropReference(KelConfigRegistry::iterator entry) MS_REQUIRES(g_mutex) {
-  const int32_t before = entry->second.second;
-  entry->second.second = before - 1;
+  const int32_t before = entry->second.count;
+  entry->second.count = before - 1;
   if (before < 2) {
-    g_mapConfigIds.erase(static_cast<const IKelConfig*>(entry->second.first.get()));
+    g_storeIndex.Remove(StoreKey(entry->second.store.get()));
+    g_callIndex.Remove(entry->first);
     g_mapConfigs.erase(entry);
   }
   return before - 1;
@@ -62,22 +234,22 @@ int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
   COxMutexGuard lock(g_mutex);
   if (*ppConfig != nullptr) return KEL_E_INVALIDARG;
 
-  auto entry = g_mapConfigs.lower_bound(callId);
-  if (entry != g_mapConfigs.end() && entry->first == callId) {
+  if (const EntryIndex::Entry* found = g_callIndex.Find(callId)) {
+    const KelConfigRegistry::iterator entry = *found;
     // Deliberately also for a call that was already cleaned up.
-    entry->second.second += 1;
-    *ppConfig = entry->second.first.get();
+    entry->second.count += 1;
+    *ppConfig = entry->second.store.get();
     return KEL_S_OK;
   }
-  auto store = std::make_shared<KelConfig>(callId);
-  entry = g_mapConfigs.emplace_hint(entry, callId, std::make_pair(store, 2));
-  try {
-    g_mapConfigIds.emplace(static_cast<const IKelConfig*>(store.get()), entry);
-  } catch (...) {
-    g_mapConfigs.erase(entry);
-    throw;
-  }
-  *ppConfig = store.get();
+  auto store = std::make_unique<KelConfig>(callId);
+  IKelConfig* const handedOut = store.get();
+  // Room first: once the map holds the entry, nothing below can fail.
+  g_callIndex.MakeRoom();
+  g_storeIndex.MakeRoom();
+  const auto entry = g_mapConfigs.emplace(callId, RegistryEntry{2, std::move(store)}).first;
+  g_callIndex.Add(callId, entry);
+  g_storeIndex.Add(StoreKey(handedOut), entry);
+  *ppConfig = handedOut;
   return KEL_S_OK;
 }
 
@@ -86,10 +258,11 @@ int32_t ReleaseKelConfig(IKelConfig* pConfig) {
   COxMutexGuard lock(g_mutex);
   // A store is registered under one call id only, so the index finds the same entry as a walk
   // of the registry in call-id order would.
-  auto indexed = g_mapConfigIds.find(pConfig);
-  if (indexed == g_mapConfigIds.end()) return KEL_E_FAIL;
-  const uint32_t callId = indexed->second->first;
-  const int32_t counts = DropReference(indexed->second);
+  const EntryIndex::Entry* indexed = g_storeIndex.Find(StoreKey(pConfig));
+  if (indexed == nullptr) return KEL_E_FAIL;
+  const KelConfigRegistry::iterator entry = *indexed;
+  const uint32_t callId = entry->first;
+  const int32_t counts = DropReference(entry);
   KEL_TRACE_INFO(TraceCid{callId} << ", counts=" << counts);
   return KEL_S_OK;
 }
@@ -97,11 +270,12 @@ int32_t ReleaseKelConfig(IKelConfig* pConfig) {
 int32_t CleanUpKelConfig(uint32_t callId) {
   KEL_FUNC_TRACER("kelStore::CleanUpKelConfig", 881, ", callId=" << callId);
   COxMutexGuard lock(g_mutex);
-  auto entry = g_mapConfigs.find(callId);
-  if (entry == g_mapConfigs.end()) return KEL_E_FAIL;
+  const EntryIndex::Entry* found = g_callIndex.Find(callId);
+  if (found == nullptr) return KEL_E_FAIL;
+  const KelConfigRegistry::iterator entry = *found;
   // A call is cleaned up once; a second clean-up leaves the count alone.
-  if (entry->second.first->IsCleaned()) return KEL_E_FAIL;
-  entry->second.first->SetCleaned();
+  if (entry->second.store->IsCleaned()) return KEL_E_FAIL;
+  entry->second.store->SetCleaned();
   const int32_t counts = DropReference(entry);
   KEL_TRACE_INFO(", callId=" << callId << ", counts=" << counts);
   return KEL_S_OK;
@@ -111,10 +285,11 @@ void DestroyKelConfig() {
   KEL_FUNC_TRACER("kelStore::DestroyKelConfig", 902, "");
   COxMutexGuard lock(g_mutex);
   for (const auto& entry : g_mapConfigs) {
-    KEL_TRACE_INFO(", callId=" << entry.first << ", counts=" << entry.second.second);
+    KEL_TRACE_INFO(", callId=" << entry.first << ", counts=" << entry.second.count);
   }
   // Dropped in call-id order, whatever the counts.
-  g_mapConfigIds.clear();
+  g_callIndex.Clear();
+  g_storeIndex.Clear();
   while (!g_mapConfigs.empty())
     g_mapConfigs.erase(g_mapConfigs.begin());
 }
@@ -142,7 +317,7 @@ int32_t GetKelConfigValueEx(uint32_t group, const char* name, ConfigData& out, u
 int32_t GetKelConfigCountForUT(uint32_t callId) {
   COxMutexGuard lock(g_mutex);
   const auto entry = g_mapConfigs.find(callId);
-  return entry == g_mapConfigs.end() ? -1 : entry->second.second;
+  return entry == g_mapConfigs.end() ? -1 : entry->second.count;
 }
 
 }  // namespace kelStore

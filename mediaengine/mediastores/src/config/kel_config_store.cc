@@ -31,6 +31,30 @@ KelConfig::KelConfig(uint32_t callId) : callId(callId) {
 
 KelConfig::~KelConfig() {
   KEL_TRACE_INFO(TraceCid{callId} << TraceThis{this});
+  // Values first, then observer lists, the later groups before the earlier ones.
+  for (size_t g = kGroupLast; g-- > 0;) {
+    if (GroupParts* parts = m_groups[g].load(std::memory_order_acquire)) parts->values.Clear();
+  }
+  for (size_t g = kGroupLast; g-- > 0;)
+    delete m_groups[g].load(std::memory_order_acquire);
+}
+
+KelConfig::GroupParts& KelConfig::usedGroup(KelConfigGroup group) {
+  GroupParts* parts = m_groups[group].load(std::memory_order_acquire);
+  if (parts != nullptr) return *parts;
+  auto made = std::make_unique<GroupParts>();
+  // On a lost race `parts` receives the winner's parts and ours go unused.
+  if (m_groups[group].compare_exchange_strong(parts, made.get(), std::memory_order_acq_rel,
+                                              std::memory_order_acquire)) {
+    return *made.release();
+  }
+  return *parts;
+}
+
+KelConfig::ObserverMgr& KelConfig::watchers(KelConfigGroup group) {
+  static ObserverMgr nobody;
+  GroupParts* parts = groupIfUsed(group);
+  return parts != nullptr ? parts->observers : nobody;
 }
 
 SubscribeId_t KelConfig::SubscribeConfig(KelConfigGroup group, const char* szConfigName,
@@ -80,12 +104,12 @@ SubscribeId_t KelConfig::subscribeConfig(KelConfigGroup group, const char* name,
                       << ", bAsync=" << (bAsync ? 1 : 0) << TraceCid{callId} << TraceThis{this});
   // The list enters the handler's busy mark for this thread, so that a removal waits for the
   // first notification; the mark is left when it is done.
-  if (m_observers[group].Subscribe(name, handler, this, self) != KEL_S_OK) return 0;
+  if (observers(group).Subscribe(name, handler, this, self) != KEL_S_OK) return 0;
   const BusyMark::Scope firstNotification(handler->busy, self);
   m_handlers.Set(id, handler);
 
   ConfigValue current;
-  if (m_values[group].Get(name, current)) {
+  if (values(group).Get(name, current)) {
     handler->Notify(MakeEvent(name, group, ConfigValue(), std::move(current), ConfigValue()));
   }
   return id;
@@ -110,7 +134,7 @@ SubscribeId_t KelConfig::bindConfig(KelConfigGroup group, const char* name,
   KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name << ", " << id
                       << ", m_TotalObservers=" << m_TotalObservers.load() << TraceCid{callId}
                       << TraceThis{this});
-  if (m_observers[group].Bind(name, handler) != KEL_S_OK) return 0;
+  if (observers(group).Bind(name, handler) != KEL_S_OK) return 0;
   m_TotalObservers.fetch_add(1);
   m_handlers.Set(id, handler);
   return id;
@@ -129,7 +153,7 @@ int32_t KelConfig::unsubscribeConfig(KelConfigGroup group, const char* name,
   const char* const signature = __PRETTY_FUNCTION__;
   const uint64_t self = GetThreadSelfId();
   const int32_t result =
-      m_observers[group].Unsubscribe(name, handler, [&](const ConfigEventHandler::Ptr& removed) {
+      observers(group).Unsubscribe(name, handler, [&](const ConfigEventHandler::Ptr& removed) {
         m_TotalObservers.fetch_sub(1);
         const uint64_t busyThread = removed->busy.Holder();
         if (busyThread == 0) return;
@@ -159,10 +183,12 @@ int32_t KelConfig::SetKelConfig(KelConfigGroup group, const char* szConfigName, 
   const std::string_view name(szConfigName);
   if (name.empty()) return KEL_E_INVALIDARG;
 
-  ConfigValue oldValue =
-      bRemove ? m_values[group].GetErase(name) : m_values[group].Set(name, value);
+  GroupParts* const used = bRemove ? groupIfUsed(group) : &usedGroup(group);
+  ConfigValue oldValue = !bRemove          ? used->values.Set(name, value)
+                         : used != nullptr ? used->values.GetErase(name)
+                                           : ConfigValue();
   // The map's lock is released: subscribers run without it.
-  return fireEvents(m_observers[group], szConfigName, std::move(oldValue), std::move(value), group,
+  return fireEvents(watchers(group), szConfigName, std::move(oldValue), std::move(value), group,
                     bForceNotify);
 }
 
@@ -171,7 +197,8 @@ int32_t KelConfig::GetKelConfig(KelConfigGroup group, const char* szConfigName,
   if (group >= kGroupLast || szConfigName == nullptr) return KEL_E_INVALIDARG;
   const std::string_view name(szConfigName);
   if (name.empty()) return KEL_E_INVALIDARG;
-  if (m_values[group].Get(name, value)) return KEL_S_OK;
+  const GroupParts* const used = groupIfUsed(group);
+  if (used != nullptr && used->values.Get(name, value)) return KEL_S_OK;
   value.SetInvalid();
   return KEL_E_BADSTATE;
 }
@@ -183,7 +210,7 @@ int32_t KelConfig::GetDynamicConfig(KelConfigGroup group, const char* szConfigNa
     return KEL_E_INVALIDARG;
   }
   if (szConfigName[0] == '\0') return KEL_E_INVALIDARG;
-  return invokeEvent(m_observers[group], szConfigName, value, defaultValue, group);
+  return invokeEvent(watchers(group), szConfigName, value, defaultValue, group);
 }
 
 int32_t KelConfig::RemoveKelConfig(KelConfigGroup group, const char* szConfigName) {
@@ -191,7 +218,8 @@ int32_t KelConfig::RemoveKelConfig(KelConfigGroup group, const char* szConfigNam
   const std::string_view name(szConfigName);
   if (name.empty()) return KEL_E_INVALIDARG;
   // Deliberately silent: removing a value tells no subscriber.
-  const bool removed = m_values[group].Erase(name);
+  GroupParts* const used = groupIfUsed(group);
+  const bool removed = used != nullptr && used->values.Erase(name);
   KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name
                       << ", ret=" << (removed ? 1 : 0) << TraceCid{callId} << TraceThis{this});
   return KEL_S_OK;
@@ -200,8 +228,9 @@ int32_t KelConfig::RemoveKelConfig(KelConfigGroup group, const char* szConfigNam
 int32_t KelConfig::RemoveKelConfigByGroup(KelConfigGroup group) {
   if (group >= kGroupLast) return KEL_E_INVALIDARG;
   // Counting and clearing are two separate map operations; values set in between go as well.
-  const uint32_t size = static_cast<uint32_t>(m_values[group].Size());
-  m_values[group].Clear();
+  GroupParts* const used = groupIfUsed(group);
+  const uint32_t size = used != nullptr ? static_cast<uint32_t>(used->values.Size()) : 0;
+  if (used != nullptr) used->values.Clear();
   KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", size=" << size << TraceCid{callId}
                       << TraceThis{this});
   return KEL_S_OK;

@@ -23,6 +23,10 @@ namespace kelStore {
 //
 // Each value map has its own lock, held for one map operation only; a set writes its map, lets
 // go of the lock and only then runs the firing step, so subscribers may call back into the store.
+//
+// A group's value map and observer list are made when the group is first written to or watched
+// (most calls use a few of the thirteen groups). Until then the group reads as empty: lookups
+// find nothing, removals remove nothing, walks find nobody, and none of them makes the group.
 class KelConfig : public IKelConfig {
  public:
   explicit KelConfig(uint32_t callId);
@@ -58,6 +62,12 @@ class KelConfig : public IKelConfig {
 
  private:
   using ObserverMgr = KelConfigObserverMgr<ConfigEventHandler::Ptr>;
+  using ValueMap = atomMap<std::string, ConfigData>;
+  // What a group holds once it is used.
+  struct GroupParts {
+    ObserverMgr observers;  // subscribers and providers by key
+    ValueMap values;        // values by name
+  };
   // The observer list raises m_TotalObservers as it takes a subscription.
   friend ObserverMgr;
   // Tests only (defined in tests/store/store_test_util.h): lists a second provider behind the
@@ -99,6 +109,20 @@ class KelConfig : public IKelConfig {
   // above 12. Walks the group's values under their lock.
   json::Array getConfigsJsonArray(KelConfigGroup group);
 
+  // The parts of a usable group, made on first use: when two threads use a new group at once,
+  // one set of parts is published and the other thread's is thrown away before anything was put
+  // in it.
+  GroupParts& usedGroup(KelConfigGroup group);
+  // The parts of a usable group that was used, or null; never makes them.
+  GroupParts* groupIfUsed(KelConfigGroup group) const {
+    return m_groups[group].load(std::memory_order_acquire);
+  }
+  ObserverMgr& observers(KelConfigGroup group) { return usedGroup(group).observers; }
+  ValueMap& values(KelConfigGroup group) { return usedGroup(group).values; }
+  // The observer list of a usable group for a walk: a list shared by every unused group, never
+  // added to and so always empty, when the group was never used.
+  ObserverMgr& watchers(KelConfigGroup group);
+
   // Subscriptions and bindings currently registered (traced by the registration steps).
   std::atomic<uint32_t> m_TotalObservers{0};
   const uint32_t callId;
@@ -108,10 +132,9 @@ class KelConfig : public IKelConfig {
   std::atomic<SubscribeId_t> m_subscribeId{0};
   // Every live subscription and binding by id.
   atomMap<SubscribeId_t, std::shared_ptr<ConfigEventHandler>> m_handlers;
-  // Subscribers and providers by key, one list per usable group.
-  ObserverMgr m_observers[kGroupLast];
-  // Values by name, one map per usable group.
-  atomMap<std::string, ConfigData> m_values[kGroupLast];
+  // Each usable group's observer list and value map, null until the group is first used; set
+  // once, then kept until the store goes.
+  std::atomic<GroupParts*> m_groups[kGroupLast] = {};
   bool cleaned = false;
 };
 
