@@ -222,7 +222,8 @@ def build(r):
           noise=r.noise("BM_SetDirectSubscribers/10", "BM_SetDirectSubscribers/1",
                         "BM_FunctionCallLoopFloor"))
     t.row("  floor: one call of a std::function loop", call)
-    t.row("  context: two coarse platform timer reads", mul(r.cpu("BM_PlatformTimerRead"), 2))
+    t.row("  context: one delivery timer lap (cycle counter)", r.cpu("BM_DeliveryTimerLap"))
+    t.row("  context: one fine platform clock read", r.cpu("BM_FineClockRead"))
     t.row("  context: one atomic read-modify-write", r.cpu("BM_AtomicReadModifyWrite"))
     t.row("Dynamic read through a provider", r.cpu("BM_DynamicReadThroughProvider"),
           r.cpu("BM_DynamicReadFloor"), noise=r.noise("BM_DynamicReadThroughProvider",
@@ -238,6 +239,9 @@ def build(r):
     t.row("  CPU time of both threads per delivery", div(r.cpu("BM_PostedDeliveries"), POSTED_BATCH),
           div(r.cpu("BM_PlainQueueFloor"), POSTED_BATCH),
           noise=r.noise("BM_PostedDeliveries", "BM_PlainQueueFloor"))
+    t.row("Set that posts to a worker, per item (real time)", r.real("BM_SetPostedPerItem"),
+          r.real("BM_PlainQueuePushFloor"), 3,
+          noise=r.noise("BM_SetPostedPerItem", "BM_PlainQueuePushFloor"))
 
     # ---- JSON ----
     t.section("JSON: MB/s of document text (CPU time); ratio = mediastores / peer; goal vs "
