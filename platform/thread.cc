@@ -153,7 +153,7 @@ class COxEventThread::Impl : public IOxEventQueue {
   std::condition_variable m_cv;      // the worker waits here for events or the stop
   std::condition_variable m_doneCv;  // senders wait here for their events to have run
   std::map<uint32_t, std::deque<Entry>, std::greater<uint32_t>> m_queues MS_GUARDED_BY(m_mutex);
-  size_t m_pending MS_GUARDED_BY(m_mutex) = 0;          // events queued over all priorities
+  size_t m_pending MS_GUARDED_BY(m_mutex) = 0;  // events queued over all priorities
   // The worker sleeps on m_cv and nobody has woken it yet.
   bool m_workerWaiting MS_GUARDED_BY(m_mutex) = false;
   bool m_stopping MS_GUARDED_BY(m_mutex) = false;

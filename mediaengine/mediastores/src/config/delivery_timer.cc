@@ -63,7 +63,7 @@ long long DeliveryTimer::Lap() {
   }
   const int64_t ticks = now.ticks - start.ticks;
   if (!g_useCycles) return ticks < 0 ? 0 : ticks / 1000;  // fine microseconds already
-  if (ticks < kCheckTicks) return 0;                       // also a counter that went back
+  if (ticks < kCheckTicks) return 0;                      // also a counter that went back
   const double microsPerTick = static_cast<double>(timer_policy::now() - g_origin.micros) /
                                static_cast<double>(now.ticks - g_origin.ticks);
   return static_cast<long long>(static_cast<double>(ticks) * microsPerTick) / 1000;
