@@ -12,13 +12,11 @@
 //   - a dynamic read through a provider vs. a locked map lookup and one std::function call.
 // Figures of one thread are in CPU time; those that hand work to another thread (posted, sent
 // and their floors) in real time, with the CPU time of the whole process (both threads) beside.
-// The two threads of a hand-off are pinned to two different cores, so that the scheduler moving
-// them around does not decide the figure.
+// The threads of a hand-off are left to the scheduler: on a machine shared with other work,
+// pinning them to cores made the figures slower and noisier, not steadier.
 // After the usual table a summary prints each figure, its floor and the ratio (medians when run
 // with --benchmark_repetitions); bench/run prints the same figures in the whole suite's summary.
 #include <benchmark/benchmark.h>
-#include <pthread.h>
-#include <sched.h>
 
 #include <algorithm>
 #include <atomic>
@@ -53,52 +51,6 @@ struct Store {
   ~Store() { kelStore::DestroyKelConfig(); }
 };
 
-// Pins the calling thread to the `index`-th of the cores in `allowed` (counted round them).
-bool PinToCore(int index, const cpu_set_t& allowed) {
-  const int count = CPU_COUNT(&allowed);
-  if (count < 2) return false;  // nothing to choose
-  for (int cpu = 0, seen = 0; cpu < CPU_SETSIZE; ++cpu) {
-    if (!CPU_ISSET(cpu, &allowed) || seen++ != index % count) continue;
-    cpu_set_t one;
-    CPU_ZERO(&one);
-    CPU_SET(cpu, &one);
-    return pthread_setaffinity_np(pthread_self(), sizeof(one), &one) == 0;
-  }
-  return false;
-}
-
-// The cores the calling thread may run on.
-cpu_set_t AllowedCores() {
-  cpu_set_t allowed;
-  CPU_ZERO(&allowed);
-  pthread_getaffinity_np(pthread_self(), sizeof(allowed), &allowed);
-  return allowed;
-}
-
-// The cores the program may run on, as it started (a thread started by a pinned thread inherits
-// its one core).
-const cpu_set_t g_programCores = AllowedCores();
-
-// Pins the calling thread to one core while alive; then it may run where it could before.
-class PinnedThread {
- public:
-  explicit PinnedThread(int index)
-      : saved_(AllowedCores()), pinned_(PinToCore(index, g_programCores)) {}
-  ~PinnedThread() {
-    if (pinned_) pthread_setaffinity_np(pthread_self(), sizeof(saved_), &saved_);
-  }
-  PinnedThread(const PinnedThread&) = delete;
-  PinnedThread& operator=(const PinnedThread&) = delete;
-
- private:
-  const cpu_set_t saved_;
-  const bool pinned_;
-};
-
-// The cores of a hand-off: the producer (the benchmark's thread) and the consumer.
-constexpr int kProducerCore = 0;
-constexpr int kConsumerCore = 1;
-
 // Runs a function on a worker's queue.
 class FnEvent : public IOxEvent {
  public:
@@ -111,11 +63,6 @@ class FnEvent : public IOxEvent {
  private:
   std::function<void()> fn_;
 };
-
-// Pins a worker thread of the store's kind to the consumer's core for the rest of its life.
-void PinWorker(COxEventThread& worker) {
-  worker.GetEventQueue()->SendEvent(new FnEvent([] { PinToCore(kConsumerCore, g_programCores); }));
-}
 
 // The subscriber's work, the same in the store and in the floors.
 struct Counter {
@@ -152,7 +99,8 @@ void BM_SetDirectSubscribers(benchmark::State& state) {
     state.SkipWithError("lost deliveries");
   }
 }
-// Longer than the suite's default: the per-subscriber figure is a difference of two of these.
+// Longer than the suite's default (as the hand-offs below): the per-subscriber figure is a
+// difference of two of these.
 BENCHMARK(BM_SetDirectSubscribers)->Arg(0)->Arg(1)->Arg(10)->MinTime(0.3);
 
 // Floor: the same callbacks called in a plain loop.
@@ -230,9 +178,7 @@ BENCHMARK(BM_DynamicReadFloor);
 void BM_PostedDeliveries(benchmark::State& state) {
   Store store;
   Counter counter;
-  const PinnedThread producer(kProducerCore);
   COxEventThread worker;
-  PinWorker(worker);
   store.p->SubscribeConfig(
       kGroup, "fps", [&counter](const KelConfigEvent& e) { counter(e); }, &worker, true);
   const ConfigData values[2] = {ConfigData(30), ConfigData(60)};
@@ -247,17 +193,13 @@ void BM_PostedDeliveries(benchmark::State& state) {
     state.SkipWithError("lost deliveries");
   }
 }
-BENCHMARK(BM_PostedDeliveries)->MeasureProcessCPUTime()->UseRealTime();
+BENCHMARK(BM_PostedDeliveries)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.3);
 
 // Floor: a plain queue of std::function handed to one thread under a mutex and a condition
 // variable; each entry carries a copy of the event, as a posted delivery must.
 class PlainQueueThread {
  public:
-  PlainQueueThread()
-      : thread_([this] {
-          PinToCore(kConsumerCore, g_programCores);
-          Run();
-        }) {}
+  PlainQueueThread() : thread_([this] { Run(); }) {}
   ~PlainQueueThread() {
     Push(nullptr);
     thread_.join();
@@ -309,7 +251,6 @@ void BM_PlainQueueFloor(benchmark::State& state) {
   std::function<void(const KelConfigEvent&)> callback = [&counter](const KelConfigEvent& e) {
     counter(e);
   };
-  const PinnedThread producer(kProducerCore);
   PlainQueueThread worker;
   const KelConfigEvent event = SampleEvent();
   for (auto _ : state) {
@@ -320,16 +261,14 @@ void BM_PlainQueueFloor(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * kBatch);
 }
-BENCHMARK(BM_PlainQueueFloor)->MeasureProcessCPUTime()->UseRealTime();
+BENCHMARK(BM_PlainQueueFloor)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.3);
 
 // One set that posts to one worker subscriber per item, the worker draining meanwhile: what the
 // setting thread pays for a posted delivery, in the store's path as a whole.
 void BM_SetPostedPerItem(benchmark::State& state) {
   Store store;
   Counter counter;
-  const PinnedThread producer(kProducerCore);
   COxEventThread worker;
-  PinWorker(worker);
   store.p->SubscribeConfig(
       kGroup, "fps", [&counter](const KelConfigEvent& e) { counter(e); }, &worker, true);
   const ConfigData values[2] = {ConfigData(30), ConfigData(60)};
@@ -341,7 +280,7 @@ void BM_SetPostedPerItem(benchmark::State& state) {
     state.SkipWithError("lost deliveries");
   }
 }
-BENCHMARK(BM_SetPostedPerItem)->UseRealTime();
+BENCHMARK(BM_SetPostedPerItem)->UseRealTime()->MinTime(0.3);
 
 // Floor: push one closure holding a copy of the event and of the callback to the plain queue
 // per item, the consumer draining meanwhile.
@@ -350,23 +289,20 @@ void BM_PlainQueuePushFloor(benchmark::State& state) {
   std::function<void(const KelConfigEvent&)> callback = [&counter](const KelConfigEvent& e) {
     counter(e);
   };
-  const PinnedThread producer(kProducerCore);
   PlainQueueThread worker;
   const KelConfigEvent event = SampleEvent();
   for (auto _ : state)
     worker.Push([event, callback] { callback(event); });
   worker.Flush();
 }
-BENCHMARK(BM_PlainQueuePushFloor)->UseRealTime();
+BENCHMARK(BM_PlainQueuePushFloor)->UseRealTime()->MinTime(0.3);
 
 // --- Sent deliveries --------------------------------------------------------------------------
 
 void BM_SentRoundTrip(benchmark::State& state) {
   Store store;
   Counter counter;
-  const PinnedThread producer(kProducerCore);
   COxEventThread worker;
-  PinWorker(worker);
   store.p->SubscribeConfig(
       kGroup, "fps", [&counter](const KelConfigEvent& e) { counter(e); }, &worker, false);
   const ConfigData values[2] = {ConfigData(30), ConfigData(60)};
@@ -378,7 +314,7 @@ void BM_SentRoundTrip(benchmark::State& state) {
     state.SkipWithError("lost deliveries");
   }
 }
-BENCHMARK(BM_SentRoundTrip)->MeasureProcessCPUTime()->UseRealTime();
+BENCHMARK(BM_SentRoundTrip)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.3);
 
 // Floor: one thread hands a call to another and waits for it to be done (ping-pong).
 void BM_HandOffFloor(benchmark::State& state) {
@@ -392,9 +328,7 @@ void BM_HandOffFloor(benchmark::State& state) {
   const KelConfigEvent* request = nullptr;
   bool done = false;
   bool stop = false;
-  const PinnedThread producer(kProducerCore);
   std::thread other([&] {
-    PinToCore(kConsumerCore, g_programCores);
     std::unique_lock<std::mutex> lock(mutex);
     for (;;) {
       requestCv.wait(lock, [&] { return request != nullptr || stop; });
@@ -422,7 +356,7 @@ void BM_HandOffFloor(benchmark::State& state) {
   requestCv.notify_one();
   other.join();
 }
-BENCHMARK(BM_HandOffFloor)->MeasureProcessCPUTime()->UseRealTime();
+BENCHMARK(BM_HandOffFloor)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.3);
 
 // --- Summary ----------------------------------------------------------------------------------
 
