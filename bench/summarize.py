@@ -227,29 +227,33 @@ def build(r):
     set1 = r.cpu("BM_SetDirectSubscribers/1")
     set10 = r.cpu("BM_SetDirectSubscribers/10")
     call = div(r.cpu("BM_FunctionCallLoopFloor"), 10)
-    t.row("Set with 0 direct subscribers", set0)
-    t.row("Set with 1 direct subscriber", set1)
-    t.row("Set with 10 direct subscribers", set10)
+    t.row("Set with 0 direct subscribers (CPU, 1 thread)", set0)
+    t.row("Set with 1 direct subscriber (CPU, 1 thread)", set1)
+    t.row("Set with 10 direct subscribers (CPU, 1 thread)", set10)
     t.row("Direct delivery per subscriber, (set10-set1)/9", div(sub(set10, set1), 9), call, 3,
           noise=r.noise("BM_SetDirectSubscribers/10", "BM_SetDirectSubscribers/1",
                         "BM_FunctionCallLoopFloor"))
     t.row("  floor: one call of a std::function loop", call)
-    t.row("  context: two coarse platform timer reads", mul(r.cpu("BM_PlatformTimerRead"), 2))
+    t.row("  context: one delivery timer lap (cycle counter)", r.cpu("BM_DeliveryTimerLap"))
+    t.row("  context: one fine platform clock read", r.cpu("BM_FineClockRead"))
     t.row("  context: one atomic read-modify-write", r.cpu("BM_AtomicReadModifyWrite"))
-    t.row("Dynamic read through a provider", r.cpu("BM_DynamicReadThroughProvider"),
+    t.row("Dynamic read through a provider (CPU, 1 thread)", r.cpu("BM_DynamicReadThroughProvider"),
           r.cpu("BM_DynamicReadFloor"), noise=r.noise("BM_DynamicReadThroughProvider",
                                                       "BM_DynamicReadFloor"))
-    t.row("Sent delivery round trip (real time)", r.real("BM_SentRoundTrip"),
+    t.row("Sent delivery round trip (real time, 2 threads)", r.real("BM_SentRoundTrip"),
           r.real("BM_HandOffFloor"), 1.5, noise=r.noise("BM_SentRoundTrip", "BM_HandOffFloor"))
     posted = div(r.counter("BM_PostedDeliveries", "items_per_second"), 1e3)
     queue = div(r.counter("BM_PlainQueueFloor", "items_per_second"), 1e3)
     t.row("  CPU time of both threads per round trip", r.cpu("BM_SentRoundTrip"),
           r.cpu("BM_HandOffFloor"), noise=r.noise("BM_SentRoundTrip", "BM_HandOffFloor"))
-    t.row("Posted deliveries to one worker (k/s, real time)", posted, queue, 0.8, higher=True,
+    t.row("Posted to one worker (k/s, real time, 2 threads)", posted, queue, 0.8, higher=True,
           noise=r.noise("BM_PostedDeliveries", "BM_PlainQueueFloor"))
     t.row("  CPU time of both threads per delivery", div(r.cpu("BM_PostedDeliveries"), POSTED_BATCH),
           div(r.cpu("BM_PlainQueueFloor"), POSTED_BATCH),
           noise=r.noise("BM_PostedDeliveries", "BM_PlainQueueFloor"))
+    t.row("Set that posts, per item (real time, 2 threads)", r.real("BM_SetPostedPerItem"),
+          r.real("BM_PlainQueuePushFloor"), 3,
+          noise=r.noise("BM_SetPostedPerItem", "BM_PlainQueuePushFloor"))
 
     # ---- JSON ----
     t.section("JSON: MB/s of document text (CPU time); ratio = mediastores / peer; goal vs "

@@ -1,5 +1,6 @@
 // Worker threads with a priority event queue.
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <map>
@@ -58,9 +59,11 @@ class COxEventThread::Impl : public IOxEventQueue {
     {
       COxMutexGuard lock(m_mutex);
       m_queues[priority].push_back(Entry{event, nullptr});
-      ++m_pending;
-      // A worker that is running events picks this one up without a wake-up.
+      m_queued.store(++m_pending, std::memory_order_relaxed);
+      // A worker that is running events, or that was woken already and is not yet running,
+      // picks this one up without another wake-up.
       if (!m_workerWaiting) return 0;
+      m_workerWaiting = false;
     }
     m_cv.notify_one();
     return 0;
@@ -75,8 +78,11 @@ class COxEventThread::Impl : public IOxEventQueue {
     bool done = false;  // guarded by m_mutex: the worker sets it through the queue entry
     COxUniqueGuard lock(m_mutex);
     m_queues[kSendPriority].push_back(Entry{event, &done});
-    ++m_pending;
-    if (m_workerWaiting) m_cv.notify_one();
+    m_queued.store(++m_pending, std::memory_order_relaxed);
+    if (m_workerWaiting) {
+      m_workerWaiting = false;
+      m_cv.notify_one();
+    }
     while (!done)
       lock.Wait(m_doneCv);
     return 0;
@@ -99,6 +105,14 @@ class COxEventThread::Impl : public IOxEventQueue {
     m_cv.notify_all();
     for (;;) {
       if (!m_stopping && m_pending == 0) {
+        // A producer in the middle of a burst posts again within microseconds: look for its
+        // next event a little while (giving way to other threads) before sleeping, so that it
+        // need not wake the worker for every event.
+        lock.Unlock();
+        AwaitBriefly();
+        lock.Lock();
+      }
+      if (!m_stopping && m_pending == 0) {
         m_workerWaiting = true;
         while (!m_stopping && m_pending == 0)
           lock.Wait(m_cv);
@@ -111,7 +125,7 @@ class COxEventThread::Impl : public IOxEventQueue {
         ++queue;
       Entry entry = queue->second.front();
       queue->second.pop_front();
-      --m_pending;
+      m_queued.store(--m_pending, std::memory_order_relaxed);
       lock.Unlock();  // events run without the lock: they may post and send again
       FireAndDispose(entry.event);
       lock.Lock();
@@ -122,14 +136,28 @@ class COxEventThread::Impl : public IOxEventQueue {
     }
   }
 
+  // Looks for a queued event for up to kAwaitMicros, without the lock.
+  void AwaitBriefly() const {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(kAwaitMicros);
+    while (m_queued.load(std::memory_order_relaxed) == 0 &&
+           std::chrono::steady_clock::now() < end) {
+      std::this_thread::yield();
+    }
+  }
+
+  // How long an idle worker looks for more work before it sleeps.
+  static constexpr int kAwaitMicros = 20;
+
   const bool m_withQueue;
   COxStdMutex m_mutex;
   std::condition_variable m_cv;      // the worker waits here for events or the stop
   std::condition_variable m_doneCv;  // senders wait here for their events to have run
   std::map<uint32_t, std::deque<Entry>, std::greater<uint32_t>> m_queues MS_GUARDED_BY(m_mutex);
-  size_t m_pending MS_GUARDED_BY(m_mutex) = 0;          // events queued over all priorities
-  bool m_workerWaiting MS_GUARDED_BY(m_mutex) = false;  // the worker sleeps on m_cv
+  size_t m_pending MS_GUARDED_BY(m_mutex) = 0;  // events queued over all priorities
+  // The worker sleeps on m_cv and nobody has woken it yet.
+  bool m_workerWaiting MS_GUARDED_BY(m_mutex) = false;
   bool m_stopping MS_GUARDED_BY(m_mutex) = false;
+  std::atomic<size_t> m_queued{0};  // m_pending as last written, for the worker's look-out
   // Written once by the worker, under m_mutex, before the constructor returns; read-only after,
   // so it is read without the lock.
   uint64_t m_threadId = 0;

@@ -74,6 +74,24 @@ TEST_F(SubscriptionTest, NewSubscriberGetsTheCurrentValueThenEachChangeOnItsThre
   }
 }
 
+// One set tells subscribers of every kind the same, whatever kind came before them in the list:
+// the posted ones share one copy of the event, which must not take it from those told after.
+TEST_F(SubscriptionTest, OneSetTellsEveryKindOfSubscriberTheSame) {
+  COxEventThread worker;
+  Recorder recorders[4];
+  AOxThread* const threads[] = {&worker, nullptr, &worker, &worker};
+  const bool posted[] = {true, false, false, true};
+  for (int i = 0; i < 4; ++i) {
+    store_->SubscribeConfig(kGroupVideo, "resolution", recorders[i].Callback(), threads[i],
+                            posted[i]);
+  }
+  EXPECT_EQ(store_->SetKelConfig(kGroupVideo, "resolution", ConfigData("1920x1080 at 60 fps")),
+            KEL_S_OK);
+  eventtest::Flush(worker);
+  for (Recorder& recorder : recorders)
+    EXPECT_EQ(recorder.changes, Lines{"resolution 5/1: - -> 1920x1080 at 60 fps"});
+}
+
 TEST_F(SubscriptionTest, SubscriberAddedDuringADeliveryMissesIt) {
   Recorder late;
   store_->SubscribeConfig(kGroupAudio, "gain", [&](const KelConfigEvent& e) {

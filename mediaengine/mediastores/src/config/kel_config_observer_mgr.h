@@ -6,11 +6,13 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "mediaengine/mediastores/src/config/busy_mark.h"
+#include "mediaengine/mediastores/src/config/config_event_handler.h"
+#include "mediaengine/mediastores/src/config/delivery_timer.h"
 #include "mediastores/config_event.h"
 #include "mediastores/result_codes.h"
 #include "platform/mutex.h"
@@ -20,9 +22,10 @@ namespace kelStore {
 
 // Keeps, for one configuration group of one store, the handlers of each key in registration
 // order (subscriptions and the key's one provider share a list). One recursive mutex guards every
-// list; it is held while lists change or are copied and while the caller's mark and removal
-// actions run, never while a callback runs, so callbacks may subscribe, unsubscribe, bind and set
-// (even the same key).
+// list; it is held while lists change or are taken for a walk and while the caller's mark and
+// removal actions run, never while a callback runs, so callbacks may subscribe, unsubscribe, bind
+// and set (even the same key). A list is never changed in place: a change makes a new one, so a
+// walk keeps the list it started with by one reference, however many handlers it holds.
 template <class HandlerPtr>
 class KelConfigObserverMgr {
  public:
@@ -39,9 +42,9 @@ class KelConfigObserverMgr {
       MS_EXCLUDES(m_mutex) {
     if (name == nullptr || name[0] == '\0' || !handler) return KEL_E_INVALIDARG;
     COxMutexGuard lock(m_mutex);
-    List& list = m_lists.try_emplace(std::string(name)).first->second;
+    ListPtr& list = m_lists.try_emplace(std::string(name)).first->second;
     if (Contains(list, handler)) return KEL_E_FAIL;
-    list.push_back(handler);
+    Append(list, handler);
     if (store != nullptr) store->m_TotalObservers.fetch_add(1);
     handler->busy.Enter(threadId);
     return KEL_S_OK;
@@ -52,11 +55,13 @@ class KelConfigObserverMgr {
   int32_t Bind(const char* name, const HandlerPtr& handler) MS_EXCLUDES(m_mutex) {
     if (name == nullptr || name[0] == '\0' || !handler) return KEL_E_INVALIDARG;
     COxMutexGuard lock(m_mutex);
-    List& list = m_lists.try_emplace(std::string(name)).first->second;
-    for (const HandlerPtr& listed : list) {
-      if (listed == handler || listed->onInvoke) return KEL_E_FAIL;
+    ListPtr& list = m_lists.try_emplace(std::string(name)).first->second;
+    if (list) {
+      for (const HandlerPtr& listed : *list) {
+        if (listed == handler || listed->onInvoke) return KEL_E_FAIL;
+      }
     }
-    list.push_back(handler);
+    Append(list, handler);
     return KEL_S_OK;
   }
 
@@ -68,93 +73,84 @@ class KelConfigObserverMgr {
     if (name == nullptr || name[0] == '\0' || !handler) return KEL_E_INVALIDARG;
     COxMutexGuard lock(m_mutex);
     auto found = m_lists.find(std::string_view(name));
-    if (found == m_lists.end()) return KEL_E_FAIL;
-    List& list = found->second;
-    for (auto it = list.begin(); it != list.end(); ++it) {
-      if (*it == handler) {
-        list.erase(it);
-        onRemoved(handler);
-        return KEL_S_OK;
-      }
+    if (found == m_lists.end() || !Contains(found->second, handler)) return KEL_E_FAIL;
+    auto rest = std::make_shared<List>();
+    rest->reserve(found->second->size() - 1);
+    for (const HandlerPtr& listed : *found->second) {
+      if (listed != handler) rest->push_back(listed);
     }
-    return KEL_E_FAIL;
+    found->second = std::move(rest);
+    onRemoved(handler);
+    return KEL_S_OK;
   }
 
-  // Walks the key's handlers: under the lock copies the list and calls `mark(handler)` for each,
+  // Walks the key's handlers: under the lock takes the list and calls `mark(handler)` for each,
   // in list order; then, without the lock, calls `deliver(handler)` for each, in the same order.
   // A handler removed during the walk may still get the event under way; one added does not.
   template <class Mark, class Deliver>
   int32_t FireEvent(const char* name, Mark&& mark, Deliver&& deliver) MS_EXCLUDES(m_mutex) {
     if (name == nullptr || name[0] == '\0') return KEL_E_INVALIDARG;
-    Snapshot snapshot;
+    ListPtr snapshot;
     {
       COxMutexGuard lock(m_mutex);
       auto found = m_lists.find(std::string_view(name));
-      if (found == m_lists.end() || found->second.empty()) return KEL_S_OK;
-      snapshot.Fill(found->second);
-      for (size_t i = 0; i < snapshot.size(); ++i)
-        mark(snapshot[i]);
+      if (found == m_lists.end() || !found->second || found->second->empty()) return KEL_S_OK;
+      snapshot = found->second;
+      for (const HandlerPtr& handler : *snapshot)
+        mark(handler);
     }
-    for (size_t i = 0; i < snapshot.size(); ++i)
-      deliver(snapshot[i]);
+    for (const HandlerPtr& handler : *snapshot)
+      deliver(handler);
     return KEL_S_OK;
   }
 
-  // The change walk's delivery step: notify a subscriber (providers are passed over), count it
-  // when Notify says it has a change callback, then leave the busy mark this walk entered.
-  static void DeliverChange(const HandlerPtr& handler, const KelConfigEvent& event,
+  // The change walk's delivery step: notify a subscriber (providers are passed over) and count
+  // it; the delivery leaves the busy mark this walk entered.
+  static void DeliverChange(const HandlerPtr& handler, WalkEvent& event, DeliveryTimer& timer,
                             uint32_t& nObservers, uint64_t threadId) {
     if (!handler->onChanged) return;
-    BusyMark::Scope marked(handler->busy, threadId);
-    if (handler->Notify(event)) ++nObservers;
+    handler->Notify(event, timer, threadId, handler);
+    ++nObservers;
   }
 
   // The provider walk's delivery step: only the first provider in list order is asked (its
-  // answer goes to `value`); every provider is counted. Subscribers are passed over.
+  // answer goes to `value`); every provider is counted and leaves the mark this walk entered.
+  // Subscribers are passed over.
   template <class Value>
   static void DeliverInvoke(const HandlerPtr& handler, const KelConfigEvent& event,
-                            uint32_t& nCallees, Value& value, uint64_t threadId) {
+                            DeliveryTimer& timer, uint32_t& nCallees, Value& value,
+                            uint64_t threadId) {
     if (!handler->onInvoke) return;
-    BusyMark::Scope marked(handler->busy, threadId);
-    if (nCallees == 0) value = handler->Invoke(event);
+    if (nCallees == 0) {
+      value = handler->Invoke(event, timer, threadId);
+    } else {
+      handler->busy.Leave(threadId);
+    }
     ++nCallees;
   }
 
  private:
   using List = std::vector<HandlerPtr>;
+  using ListPtr = std::shared_ptr<const List>;
 
-  // Copy of one key's list; up to eight handlers without allocating.
-  class Snapshot {
-   public:
-    void Fill(const List& list) {
-      m_size = list.size();
-      if (m_size <= kInline) {
-        for (size_t i = 0; i < m_size; ++i)
-          m_inline[i] = list[i];
-      } else {
-        m_heap = list;
-      }
-    }
-    size_t size() const { return m_size; }
-    const HandlerPtr& operator[](size_t i) const {
-      return m_size <= kInline ? m_inline[i] : m_heap[i];
-    }
+  // Replaces the list by a copy with `handler` appended.
+  static void Append(ListPtr& list, const HandlerPtr& handler) {
+    auto longer = std::make_shared<List>();
+    longer->reserve((list ? list->size() : 0) + 1);
+    if (list) longer->insert(longer->end(), list->begin(), list->end());
+    longer->push_back(handler);
+    list = std::move(longer);
+  }
 
-   private:
-    static constexpr size_t kInline = 8;
-    HandlerPtr m_inline[kInline];
-    std::vector<HandlerPtr> m_heap;
-    size_t m_size = 0;
-  };
-
-  static bool Contains(const List& list, const HandlerPtr& handler) {
-    for (const HandlerPtr& listed : list) {
+  static bool Contains(const ListPtr& list, const HandlerPtr& handler) {
+    if (!list) return false;
+    for (const HandlerPtr& listed : *list) {
       if (listed == handler) return true;
     }
     return false;
   }
 
-  std::map<std::string, List, std::less<>> m_lists MS_GUARDED_BY(m_mutex);
+  std::map<std::string, ListPtr, std::less<>> m_lists MS_GUARDED_BY(m_mutex);
   // Recursive as the platform's observer lists are; nothing here takes it twice.
   COxStdRecursiveMutex m_mutex;
 };

@@ -23,6 +23,15 @@ KelConfigEvent MakeEvent(const char* name, KelConfigGroup group, ConfigValue old
   return event;
 }
 
+// What one walk over a key's handlers shares between its deliveries: the event (posted
+// deliveries share one reference-counted copy of it) and the timing of the deliveries.
+struct Walk {
+  explicit Walk(KelConfigEvent made) : event(std::move(made)), shared(event) {}
+  KelConfigEvent event;
+  WalkEvent shared;
+  DeliveryTimer timer;
+};
+
 }  // namespace
 
 KelConfig::KelConfig(uint32_t callId) : callId(callId) {
@@ -262,7 +271,7 @@ int32_t KelConfig::fireEvents(ObserverMgr& mgr, const char* name, ConfigValue ol
   if (m_TotalObservers.load() == 0) return KEL_E_NOOBSERVER;
 
   const char* const signature = __PRETTY_FUNCTION__;
-  std::optional<KelConfigEvent> event;  // built for the first subscriber only
+  std::optional<Walk> walk;  // made for the first subscriber only
   uint32_t nObservers = 0;
   mgr.FireEvent(
       name,
@@ -270,10 +279,11 @@ int32_t KelConfig::fireEvents(ObserverMgr& mgr, const char* name, ConfigValue ol
         if (handler->onChanged) markBusy(handler, self, signature, "fireEvents");
       },
       [&](const ConfigEventHandler::Ptr& handler) {
-        if (!event) {
-          event = MakeEvent(name, group, std::move(oldValue), std::move(newValue), ConfigValue());
+        if (!walk) {
+          walk.emplace(
+              MakeEvent(name, group, std::move(oldValue), std::move(newValue), ConfigValue()));
         }
-        ObserverMgr::DeliverChange(handler, *event, nObservers, self);
+        ObserverMgr::DeliverChange(handler, walk->shared, walk->timer, nObservers, self);
       });
   if (nObservers == 0) return KEL_E_NOOBSERVER;
   KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name
@@ -291,7 +301,7 @@ int32_t KelConfig::invokeEvent(ObserverMgr& mgr, const char* name, ConfigValue& 
                       << TraceThis{this});
   const char* const signature = __PRETTY_FUNCTION__;
   const uint64_t self = GetThreadSelfId();
-  std::optional<KelConfigEvent> event;  // built for the first provider only
+  std::optional<Walk> walk;  // made for the first provider only
   uint32_t nCallees = 0;
   mgr.FireEvent(
       name,
@@ -299,10 +309,8 @@ int32_t KelConfig::invokeEvent(ObserverMgr& mgr, const char* name, ConfigValue& 
         if (handler->onInvoke) markBusy(handler, self, signature, "invokeEvent");
       },
       [&](const ConfigEventHandler::Ptr& handler) {
-        if (!event) {
-          event = MakeEvent(name, group, ConfigValue(), ConfigValue(), defaultValue);
-        }
-        ObserverMgr::DeliverInvoke(handler, *event, nCallees, value, self);
+        if (!walk) walk.emplace(MakeEvent(name, group, ConfigValue(), ConfigValue(), defaultValue));
+        ObserverMgr::DeliverInvoke(handler, walk->event, walk->timer, nCallees, value, self);
       });
   if (nCallees > 1) {
     KEL_TRACE_ERROR(", Bind too much, , " << KelConfigGroup2GroupName(group) << ", " << name
