@@ -66,7 +66,7 @@ bool Reader::ReadDocument(size_t begin, size_t end, Value& out) {
   }
   if (first == '{' && last == '}') {
     mDepthStack.push_back(kInObject);
-    if (!ReadMembers(begin + 1, end - 1, out.HoldObject().mMap)) return false;
+    if (!ReadMembers(begin + 1, end - 1, out.HoldObject())) return false;
     if (!mDepthStack.empty() && mDepthStack.back() == kInObject) mDepthStack.pop_back();
     return true;
   }
@@ -74,9 +74,13 @@ bool Reader::ReadDocument(size_t begin, size_t end, Value& out) {
   return false;
 }
 
-bool Reader::ReadMembers(size_t begin, size_t end, Object::ValueMap& members) {
+bool Reader::ReadMembers(size_t begin, size_t end, Object& object) {
   Trim(begin, end);
   const char* text = mText.data();
+  // The members are collected above those of the enclosing objects still being read, then moved
+  // into the object in one allocation of their exact number.
+  const size_t base = mMembers.size();
+  bool ordered = true;
   while (begin < end) {
     // Whatever precedes the key's opening quote is skipped, the comma included.
     const size_t keyQuote = text[begin] == '"' ? begin : GetQuotePos(begin, end);
@@ -96,19 +100,33 @@ bool Reader::ReadMembers(size_t begin, size_t end, Object::ValueMap& members) {
     if (key.empty()) return false;
     begin = static_cast<size_t>(colon - text) + 1;
 
-    // The value is read straight into its member. Keys usually come in order, and a key above
-    // the last one is appended without a search. A repeated key replaces the earlier value.
-    const size_t count = members.size();
-    auto member = members.emplace_hint(members.end(), std::piecewise_construct,
-                                       std::forward_as_tuple(key), std::forward_as_tuple());
-    if (members.size() == count) {
-      Value value;
-      if (!ReadValue(begin, end, value)) return false;
-      member->second = std::move(value);
-      continue;
-    }
-    if (!ReadValue(begin, end, member->second)) return false;
+    Value value;
+    if (!ReadValue(begin, end, value)) return false;
+    // Keys usually come in ascending order; any other order is sorted out at the end.
+    if (ordered && mMembers.size() > base && !(mMembers.back().first < key)) ordered = false;
+    mMembers.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
+                          std::forward_as_tuple(std::move(value)));
   }
+  const auto first = mMembers.begin() + static_cast<std::ptrdiff_t>(base);
+  auto last = mMembers.end();
+  if (!ordered) {
+    // Equal keys stay in text order, and the last of them is kept: a repeated key replaces
+    // the earlier value.
+    std::stable_sort(first, last, [](const Object::Member& a, const Object::Member& b) {
+      return a.first < b.first;
+    });
+    auto kept = first;
+    for (auto it = first; it != last; ++it) {
+      if (it + 1 != last && it[1].first == it->first) continue;
+      if (kept != it) *kept = std::move(*it);
+      ++kept;
+    }
+    last = kept;
+  }
+  Object::MemberVector& members = object.mMembers;
+  members.reserve(static_cast<size_t>(last - first));
+  members.insert(members.end(), std::make_move_iterator(first), std::make_move_iterator(last));
+  mMembers.resize(base);
   return true;
 }
 

@@ -40,7 +40,7 @@ class Reader {
   // ends with "}" (an object), pushing the container's entry around the work.
   bool ReadDocument(size_t begin, size_t end, Value& out);
   // The members between an object's braces.
-  bool ReadMembers(size_t begin, size_t end, Object::ValueMap& members);
+  bool ReadMembers(size_t begin, size_t end, Object& object);
   // An array text: the elements between its brackets; null elements are dropped.
   bool ReadArray(size_t begin, size_t end, Value& out);
   // One value from the front of [begin, end): trims the range and leaves in it what follows the
@@ -88,6 +88,8 @@ class Reader {
   size_t mRecordedUntil = 0;
   // Scratch stack of a container scan: entry kind and index into mExtents.
   std::vector<std::pair<uint8_t, size_t>> mScanStack;
+  // Members read so far of the objects being read, innermost last.
+  Object::MemberVector mMembers;
   // Scratch buffer of a bare token.
   std::string mToken;
 };
