@@ -16,11 +16,13 @@ namespace {
 
 constexpr size_t kNotFound = std::string_view::npos;
 
-// The characters a container scan stops at outside strings.
+// The characters a container scan stops at outside strings: quotes, brackets, braces and the
+// commas that separate entries.
 struct StructuralTable {
   bool entries[256] = {};
   constexpr StructuralTable() {
     entries[static_cast<unsigned char>('"')] = true;
+    entries[static_cast<unsigned char>(',')] = true;
     entries[static_cast<unsigned char>('[')] = true;
     entries[static_cast<unsigned char>(']')] = true;
     entries[static_cast<unsigned char>('{')] = true;
@@ -29,9 +31,6 @@ struct StructuralTable {
   constexpr bool operator[](unsigned char c) const { return entries[c]; }
 };
 constexpr StructuralTable kStructural;
-
-// The most elements an array reserves room for from an estimate.
-constexpr size_t kMaxElementReserve = 1 << 14;
 
 // The first `c` in [from, end), or nullptr.
 inline const char* FindByte(const char* from, const char* end, char c) {
@@ -77,9 +76,9 @@ bool Reader::ReadDocument(size_t begin, size_t end, Value& out) {
 bool Reader::ReadMembers(size_t begin, size_t end, Object& object) {
   Trim(begin, end);
   const char* text = mText.data();
-  // The members are collected above those of the enclosing objects still being read, then moved
-  // into the object in one allocation of their exact number.
-  const size_t base = mMembers.size();
+  Object::MemberVector& members = object.mMembers;
+  // Room for the members the container scan counted, in one allocation.
+  members.reserve(TakeSizeHint());
   bool ordered = true;
   while (begin < end) {
     // Whatever precedes the key's opening quote is skipped, the comma included.
@@ -100,33 +99,26 @@ bool Reader::ReadMembers(size_t begin, size_t end, Object& object) {
     if (key.empty()) return false;
     begin = static_cast<size_t>(colon - text) + 1;
 
-    Value value;
-    if (!ReadValue(begin, end, value)) return false;
     // Keys usually come in ascending order; any other order is sorted out at the end.
-    if (ordered && mMembers.size() > base && !(mMembers.back().first < key)) ordered = false;
-    mMembers.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
-                          std::forward_as_tuple(std::move(value)));
+    if (ordered && !members.empty() && !(members.back().first < key)) ordered = false;
+    members.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
+                         std::forward_as_tuple());
+    if (!ReadValue(begin, end, members.back().second)) return false;
   }
-  const auto first = mMembers.begin() + static_cast<std::ptrdiff_t>(base);
-  auto last = mMembers.end();
   if (!ordered) {
     // Equal keys stay in text order, and the last of them is kept: a repeated key replaces
     // the earlier value.
-    std::stable_sort(first, last, [](const Object::Member& a, const Object::Member& b) {
-      return a.first < b.first;
-    });
-    auto kept = first;
-    for (auto it = first; it != last; ++it) {
-      if (it + 1 != last && it[1].first == it->first) continue;
+    std::stable_sort(
+        members.begin(), members.end(),
+        [](const Object::Member& a, const Object::Member& b) { return a.first < b.first; });
+    auto kept = members.begin();
+    for (auto it = members.begin(); it != members.end(); ++it) {
+      if (it + 1 != members.end() && it[1].first == it->first) continue;
       if (kept != it) *kept = std::move(*it);
       ++kept;
     }
-    last = kept;
+    members.erase(kept, members.end());
   }
-  Object::MemberVector& members = object.mMembers;
-  members.reserve(static_cast<size_t>(last - first));
-  members.insert(members.end(), std::make_move_iterator(first), std::make_move_iterator(last));
-  mMembers.resize(base);
   return true;
 }
 
@@ -137,13 +129,9 @@ bool Reader::ReadArray(size_t begin, size_t end, Value& out) {
   size_t rest = begin + 1;
   size_t restEnd = end - 1;
   Array::ValueVector& elements = out.HoldArray().mVector;
+  // Room for the elements the container scan counted, in one allocation.
+  elements.reserve(TakeSizeHint());
   while (rest < restEnd) {
-    if (elements.size() == 1 && rest > begin + 1) {
-      // Elements of one array are usually alike: room for as many as the first one's length
-      // fits in the text, within a bound, saves growing the vector step by step.
-      const size_t estimate = (restEnd - begin) / (rest - begin);
-      elements.reserve(std::min<size_t>(estimate + 1, kMaxElementReserve));
-    }
     for (size_t i = rest;; ++i) {
       const char c = text[i];
       if (c == '{' || c == '[') {
@@ -186,6 +174,7 @@ bool Reader::ReadValue(size_t& begin, size_t& end, Value& out) {
     if (mDepth >= kMaxNestingDepth) return false;
     const size_t close = FindContainerEnd(begin, end);
     if (close == kNotFound) return false;
+    mSizeHint = mFoundEntries;
     ++mDepth;
     const bool ok =
         first == '[' ? ReadArray(begin, close + 1, out) : ReadDocument(begin, close + 1, out);
@@ -299,19 +288,22 @@ size_t Reader::FindContainerEnd(size_t begin, size_t end) {
   // A scan that saw this opening outside a string found its closing; a scan from here would
   // process the same characters in the same state, so it would find the same closing if the text
   // reaches that far, and run off the end otherwise.
-  while (mExtentCursor < mExtents.size() && mExtents[mExtentCursor].first < begin) {
+  while (mExtentCursor < mExtents.size() && mExtents[mExtentCursor].open < begin) {
     ++mExtentCursor;
   }
-  if (mExtentCursor < mExtents.size() && mExtents[mExtentCursor].first == begin) {
-    const size_t close = mExtents[mExtentCursor].second;
-    return close < end ? close : kNotFound;
+  if (mExtentCursor < mExtents.size() && mExtents[mExtentCursor].open == begin) {
+    const Extent& extent = mExtents[mExtentCursor];
+    mFoundEntries = extent.entries;
+    return extent.close < end ? extent.close : kNotFound;
   }
   // Record only past everything recorded so far, to keep the records sorted.
   const bool record = mExtents.empty() || begin > mRecordedUntil;
   // About one container per few dozen bytes in configuration documents.
-  if (mExtents.empty()) mExtents.reserve(std::min<size_t>((end - begin) / 64, kMaxElementReserve));
+  if (mExtents.empty()) mExtents.reserve(std::min<size_t>((end - begin) / 64, kMaxReserve));
+  const size_t index = mExtents.size();
   const size_t close = ScanContainerEnd(begin, end, record);
   if (record && close != kNotFound) mRecordedUntil = close;
+  mFoundEntries = record && close != kNotFound ? mExtents[index].entries : 0;
   return close;
 }
 
@@ -323,7 +315,7 @@ size_t Reader::ScanContainerEnd(size_t begin, size_t end, bool record) {
     size_t index = 0;
     if (record) {
       index = mExtents.size();
-      mExtents.emplace_back(at, kNotFound);
+      mExtents.push_back(Extent{at, kNotFound, 1});
     }
     mScanStack.emplace_back(kind, index);
   };
@@ -351,11 +343,14 @@ size_t Reader::ScanContainerEnd(size_t begin, size_t end, bool record) {
       case '{':
         push(i);
         break;
+      case ',':
+        if (record) ++mExtents[mScanStack.back().second].entries;
+        break;
       case ']':
       case '}': {
         const uint8_t expected = text[i] == '}' ? kInObject : kInArray;
         if (mScanStack.back().first != expected) return kNotFound;
-        if (record) mExtents[mScanStack.back().second].second = i;
+        if (record) mExtents[mScanStack.back().second].close = i;
         mScanStack.pop_back();
         if (mScanStack.empty()) return i;
         break;
