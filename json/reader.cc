@@ -37,6 +37,39 @@ inline const char* FindByte(const char* from, const char* end, char c) {
   return static_cast<const char*>(std::memchr(from, c, static_cast<size_t>(end - from)));
 }
 
+// Word-at-a-time search: eight bytes are tested together for a byte equal to a given one. The
+// lowest marked byte of HasByte is the first match (a false mark can only follow a true one).
+constexpr uint64_t kOnes = 0x0101010101010101ULL;
+constexpr uint64_t kHighs = 0x8080808080808080ULL;
+
+inline uint64_t HasByte(uint64_t word, uint64_t pattern) {
+  const uint64_t x = word ^ pattern;
+  return (x - kOnes) & ~x & kHighs;
+}
+
+// The first byte in [from, end) equal to `a` or `b`, or `end`.
+inline size_t FindEither(const char* text, size_t from, size_t end, char a, char b) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  const uint64_t patternA = kOnes * static_cast<unsigned char>(a);
+  const uint64_t patternB = kOnes * static_cast<unsigned char>(b);
+  while (end - from >= 8) {
+    uint64_t word;
+    std::memcpy(&word, text + from, 8);
+    const uint64_t marks = HasByte(word, patternA) | HasByte(word, patternB);
+    if (marks != 0) return from + static_cast<size_t>(__builtin_ctzll(marks) >> 3);
+    from += 8;
+  }
+#endif
+  while (from < end && text[from] != a && text[from] != b)
+    ++from;
+  return from;
+}
+
+// The first double quote in [from, end), or `end`.
+inline size_t FindQuote(const char* text, size_t from, size_t end) {
+  return FindEither(text, from, end, '"', '"');
+}
+
 int HexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -81,12 +114,12 @@ bool Reader::ReadMembers(size_t begin, size_t end, Object& object) {
   members.reserve(TakeSizeHint());
   bool ordered = true;
   while (begin < end) {
-    // Whatever precedes the key's opening quote is skipped, the comma included.
+    // Whatever precedes the key's opening quote is skipped, the comma included. Most keys follow
+    // the separating comma directly; a quote right after a comma is not escaped.
+    if (text[begin] == ',' && begin + 1 < end && text[begin + 1] == '"') ++begin;
     const size_t keyQuote = text[begin] == '"' ? begin : GetQuotePos(begin, end);
     if (keyQuote == kNotFound) return false;
-    size_t keyEnd = keyQuote + 1;
-    while (keyEnd < end && text[keyEnd] != '"' && text[keyEnd] != '\\')
-      ++keyEnd;
+    size_t keyEnd = FindEither(text, keyQuote + 1, end, '"', '\\');
     // A key with a backslash before its closing quote takes the general search.
     if (keyEnd < end && text[keyEnd] == '\\') keyEnd = GetQuotePos(keyQuote + 1, end);
     if (keyEnd == kNotFound || keyEnd == end) return false;
@@ -191,9 +224,7 @@ bool Reader::ReadString(size_t& begin, size_t end, Value& out) {
   // Most strings hold no backslash: up to the first quote or backslash in one pass, and a string
   // that closes before any backslash is taken as it stands (trimmed).
   const char* text = mText.data();
-  size_t i = begin + 1;
-  while (i < end && text[i] != '"' && text[i] != '\\')
-    ++i;
+  const size_t i = FindEither(text, begin + 1, end, '"', '\\');
   if (i < end && text[i] == '"') {
     size_t first = begin + 1;
     size_t last = i;
@@ -325,9 +356,8 @@ size_t Reader::ScanContainerEnd(size_t begin, size_t end, bool record) {
     if (inString) {
       // Only a quote matters inside a string; one right after a backslash does not end it (so a
       // string ending in an escaped backslash runs on: the scan looks at one character back).
-      const char* quote = FindByte(text + i, text + end, '"');
-      if (quote == nullptr) return kNotFound;
-      i = static_cast<size_t>(quote - text);
+      i = FindQuote(text, i, end);
+      if (i == end) return kNotFound;
       if (text[i - 1] != '\\') inString = false;
       continue;
     }
