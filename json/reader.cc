@@ -8,6 +8,10 @@
 #include <cstring>
 #include <tuple>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "mediastores/json/json.h"
 
 namespace json {
@@ -65,11 +69,6 @@ inline size_t FindEither(const char* text, size_t from, size_t end, char a, char
   return from;
 }
 
-// The first double quote in [from, end), or `end`.
-inline size_t FindQuote(const char* text, size_t from, size_t end) {
-  return FindEither(text, from, end, '"', '"');
-}
-
 int HexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -78,6 +77,23 @@ int HexDigit(char c) {
 }
 
 }  // namespace
+
+// The largest extent buffer a thread keeps for its next document.
+constexpr size_t kKeptExtentBytes = 1 << 20;
+
+std::vector<Reader::Extent>& Reader::ExtentBuffer() {
+  thread_local std::vector<Extent> buffer;
+  return buffer;
+}
+
+Reader::Reader(std::string_view text) : mText(text), mExtents(ExtentBuffer()) {
+  mExtents.clear();
+}
+
+Reader::~Reader() {
+  mExtents.clear();
+  if (mExtents.capacity() * sizeof(Extent) > kKeptExtentBytes) std::vector<Extent>().swap(mExtents);
+}
 
 Value Reader::Read() {
   Value document;
@@ -330,7 +346,7 @@ size_t Reader::FindContainerEnd(size_t begin, size_t end) {
   // Record only past everything recorded so far, to keep the records sorted.
   const bool record = mExtents.empty() || begin > mRecordedUntil;
   // About one container per few dozen bytes in configuration documents.
-  if (mExtents.empty()) mExtents.reserve(std::min<size_t>((end - begin) / 64, kMaxReserve));
+  if (mExtents.empty()) mExtents.reserve((end - begin) / 64);
   const size_t index = mExtents.size();
   const size_t close = ScanContainerEnd(begin, end, record);
   if (record && close != kNotFound) mRecordedUntil = close;
@@ -352,42 +368,63 @@ size_t Reader::ScanContainerEnd(size_t begin, size_t end, bool record) {
   };
   push(begin);
   bool inString = false;
-  for (size_t i = begin + 1; i < end; ++i) {
-    if (inString) {
-      // Only a quote matters inside a string; one right after a backslash does not end it (so a
-      // string ending in an escaped backslash runs on: the scan looks at one character back).
-      i = FindQuote(text, i, end);
-      if (i == end) return kNotFound;
-      if (text[i - 1] != '\\') inString = false;
-      continue;
+  size_t result = kNotFound;
+  // Takes the character at `i`, a quote inside a string or a structural character outside one;
+  // false when the scan is over, with its outcome in `result`. A quote right after a backslash
+  // neither opens nor closes a string (so a string ending in an escaped backslash runs on: the
+  // scan looks at one character back).
+  auto visit = [&](size_t i) {
+    const char c = text[i];
+    if (c == '"') {
+      if (text[i - 1] != '\\') inString = !inString;
+      return true;
     }
-    // Outside strings only quotes, brackets and braces matter.
-    while (i < end && !kStructural[static_cast<unsigned char>(text[i])])
-      ++i;
-    if (i == end) break;
-    switch (text[i]) {
-      case '"':
-        if (text[i - 1] != '\\') inString = true;
-        break;
-      case '[':
-      case '{':
-        push(i);
-        break;
-      case ',':
-        if (record) ++mExtents[mScanStack.back().second].entries;
-        break;
-      case ']':
-      case '}': {
-        const uint8_t expected = text[i] == '}' ? kInObject : kInArray;
-        if (mScanStack.back().first != expected) return kNotFound;
-        if (record) mExtents[mScanStack.back().second].close = i;
-        mScanStack.pop_back();
-        if (mScanStack.empty()) return i;
-        break;
-      }
-      default:
-        break;
+    if (c == ',') {
+      if (record) ++mExtents[mScanStack.back().second].entries;
+      return true;
     }
+    if (c == '[' || c == '{') {
+      push(i);
+      return true;
+    }
+    const uint8_t expected = c == '}' ? kInObject : kInArray;
+    if (mScanStack.back().first != expected) return false;
+    if (record) mExtents[mScanStack.back().second].close = i;
+    mScanStack.pop_back();
+    if (!mScanStack.empty()) return true;
+    result = i;
+    return false;
+  };
+  size_t i = begin + 1;
+#if defined(__SSE2__)
+  // Sixteen bytes at a time: a mask of the quotes and one of every structural character, whose
+  // bits are taken in order (only the quotes inside a string).
+  const __m128i quote = _mm_set1_epi8('"');
+  const __m128i comma = _mm_set1_epi8(',');
+  const __m128i caseBit = _mm_set1_epi8(0x20);
+  const __m128i opening = _mm_set1_epi8('{');  // also '[' once the 0x20 bit is set
+  const __m128i closing = _mm_set1_epi8('}');  // also ']'
+  for (; end - i >= 16; i += 16) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i));
+    const __m128i folded = _mm_or_si128(block, caseBit);
+    const unsigned quotes = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, quote)));
+    const unsigned all =
+        quotes | static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(
+                     _mm_cmpeq_epi8(block, comma), _mm_or_si128(_mm_cmpeq_epi8(folded, opening),
+                                                                _mm_cmpeq_epi8(folded, closing)))));
+    unsigned offset = 0;
+    for (;;) {
+      const unsigned pending = (inString ? quotes : all) >> offset;
+      if (pending == 0) break;
+      offset += static_cast<unsigned>(__builtin_ctz(pending));
+      if (!visit(i + offset)) return result;
+      if (++offset == 16) break;
+    }
+  }
+#endif
+  for (; i < end; ++i) {
+    const bool stop = inString ? text[i] == '"' : kStructural[static_cast<unsigned char>(text[i])];
+    if (stop && !visit(i)) return result;
   }
   return kNotFound;
 }

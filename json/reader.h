@@ -23,9 +23,10 @@ namespace internal {
 // given as [begin, end) positions in the text.
 class Reader {
  public:
-  explicit Reader(std::string_view text) : mText(text) {}
+  explicit Reader(std::string_view text);
   Reader(const Reader&) = delete;
   Reader& operator=(const Reader&) = delete;
+  ~Reader();
 
   // The document: an object or array value, or a null value when the text is not one.
   Value Read();
@@ -97,7 +98,10 @@ class Reader {
     // count when the text is well formed, a hint otherwise.
     size_t entries;
   };
-  std::vector<Extent> mExtents;
+  // The records live in a buffer of the thread that is kept between documents, up to a bound,
+  // so that reading a document does not start by allocating and touching fresh memory for them.
+  static std::vector<Extent>& ExtentBuffer();
+  std::vector<Extent>& mExtents;
   size_t mExtentCursor = 0;
   // The last position covered by recorded scans; a scan starting after it is recorded.
   size_t mRecordedUntil = 0;
