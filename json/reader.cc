@@ -86,9 +86,7 @@ std::vector<Reader::Extent>& Reader::ExtentBuffer() {
   return buffer;
 }
 
-Reader::Reader(std::string_view text) : mText(text), mExtents(ExtentBuffer()) {
-  mExtents.clear();
-}
+Reader::Reader(std::string_view text) : mText(text), mExtents(ExtentBuffer()) {}
 
 Reader::~Reader() {
   mExtents.clear();
