@@ -153,18 +153,22 @@ bool Reader::ReadMembers(size_t begin, size_t end, Object& object) {
     if (!ReadValue(begin, end, members.back().second)) return false;
   }
   if (!ordered) {
-    // Equal keys stay in text order, and the last of them is kept: a repeated key replaces
-    // the earlier value.
-    std::stable_sort(
-        members.begin(), members.end(),
-        [](const Object::Member& a, const Object::Member& b) { return a.first < b.first; });
-    auto kept = members.begin();
-    for (auto it = members.begin(); it != members.end(); ++it) {
-      if (it + 1 != members.end() && it[1].first == it->first) continue;
-      if (kept != it) *kept = std::move(*it);
-      ++kept;
+    // Sorted through positions, the later of equal keys first, and only the first of equal keys
+    // is kept: a repeated key replaces the earlier value.
+    std::vector<size_t> order(members.size());
+    for (size_t k = 0; k < order.size(); ++k)
+      order[k] = k;
+    std::sort(order.begin(), order.end(), [&members](size_t a, size_t b) {
+      const int byKey = members[a].first.compare(members[b].first);
+      return byKey != 0 ? byKey < 0 : a > b;
+    });
+    Object::MemberVector sorted;
+    sorted.reserve(order.size());
+    for (const size_t k : order) {
+      if (!sorted.empty() && members[k].first == sorted.back().first) continue;
+      sorted.push_back(std::move(members[k]));
     }
-    members.erase(kept, members.end());
+    members.swap(sorted);
   }
   return true;
 }
@@ -221,7 +225,6 @@ bool Reader::ReadValue(size_t& begin, size_t& end, Value& out) {
     if (mDepth >= kMaxNestingDepth) return false;
     const size_t close = FindContainerEnd(begin, end);
     if (close == kNotFound) return false;
-    mSizeHint = mFoundEntries;
     ++mDepth;
     const bool ok =
         first == '[' ? ReadArray(begin, close + 1, out) : ReadDocument(begin, close + 1, out);
@@ -338,7 +341,7 @@ size_t Reader::FindContainerEnd(size_t begin, size_t end) {
   }
   if (mExtentCursor < mExtents.size() && mExtents[mExtentCursor].open == begin) {
     const Extent& extent = mExtents[mExtentCursor];
-    mFoundEntries = extent.entries;
+    mSizeHint = extent.entries;
     return extent.close < end ? extent.close : kNotFound;
   }
   // Record only past everything recorded so far, to keep the records sorted.
@@ -348,7 +351,7 @@ size_t Reader::FindContainerEnd(size_t begin, size_t end) {
   const size_t index = mExtents.size();
   const size_t close = ScanContainerEnd(begin, end, record);
   if (record && close != kNotFound) mRecordedUntil = close;
-  mFoundEntries = record && close != kNotFound ? mExtents[index].entries : 0;
+  mSizeHint = record && close != kNotFound ? mExtents[index].entries : 0;
   return close;
 }
 

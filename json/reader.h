@@ -107,9 +107,8 @@ class Reader {
   size_t mRecordedUntil = 0;
   // Scratch stack of a container scan: entry kind and index into mExtents.
   std::vector<std::pair<uint8_t, size_t>> mScanStack;
-  // Entry count of the container FindContainerEnd found last, when its scan counted it, else 0;
-  // handed by ReadValue to the container's reading as the room to reserve.
-  size_t mFoundEntries = 0;
+  // Entry count of the container FindContainerEnd found last, when its scan counted it, else 0:
+  // the room its reading reserves.
   size_t mSizeHint = 0;
   // Scratch buffer of a bare token.
   std::string mToken;
