@@ -69,6 +69,13 @@ inline size_t FindEither(const char* text, size_t from, size_t end, char a, char
   return from;
 }
 
+// Commas without entries (or null elements, which are dropped) leave a container with far more
+// room than entries: the room is given back then.
+template <typename Vector>
+void GiveBackRoom(Vector& entries) {
+  if (entries.size() * 2 < entries.capacity()) entries.shrink_to_fit();
+}
+
 int HexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -125,7 +132,8 @@ bool Reader::ReadMembers(size_t begin, size_t end, Object& object) {
   const char* text = mText.data();
   Object::MemberVector& members = object.mMembers;
   // Room for the members the container scan counted, in one allocation.
-  members.reserve(TakeSizeHint());
+  const size_t room = TakeSizeHint();
+  if (begin < end) members.reserve(room);
   bool ordered = true;
   while (begin < end) {
     // Whatever precedes the key's opening quote is skipped, the comma included. Most keys follow
@@ -170,6 +178,7 @@ bool Reader::ReadMembers(size_t begin, size_t end, Object& object) {
     }
     members.swap(sorted);
   }
+  GiveBackRoom(members);
   return true;
 }
 
@@ -181,7 +190,8 @@ bool Reader::ReadArray(size_t begin, size_t end, Value& out) {
   size_t restEnd = end - 1;
   Array::ValueVector& elements = out.HoldArray().mVector;
   // Room for the elements the container scan counted, in one allocation.
-  elements.reserve(TakeSizeHint());
+  const size_t room = TakeSizeHint();
+  if (rest < restEnd) elements.reserve(room);
   while (rest < restEnd) {
     for (size_t i = rest;; ++i) {
       const char c = text[i];
@@ -214,6 +224,7 @@ bool Reader::ReadArray(size_t begin, size_t end, Value& out) {
       break;
     }
   }
+  GiveBackRoom(elements);
   return true;
 }
 
