@@ -256,30 +256,31 @@ def build(r):
           noise=r.noise("BM_SetPostedPerItem", "BM_PlainQueuePushFloor"))
 
     # ---- JSON ----
-    t.section("JSON: MB/s of document text (CPU time); ratio = mediastores / peer; goal vs "
-              "nlohmann-json")
+    t.section("JSON: MB/s of document text (CPU time); ratio = mediastores / RapidJSON; goals on "
+              "configuration dumps")
 
     def mbs(name):
         return div(r.counter(name, "bytes_per_second"), 1e6)
 
-    docs = [("doc:0", "config dump, 10k entries", True), ("doc:1", "config dump, 100k entries",
-                                                          True),
-            ("doc:2", "nested mixed scalars", False)]
+    # (argument, label, goal for reading, goal for writing); no goal for the nested document.
+    docs = [("doc:0", "config dump, 10k entries", 0.5, 1.0),
+            ("doc:1", "config dump, 100k entries", 0.5, 1.0),
+            ("doc:2", "nested mixed scalars", None, None)]
     for verb, kind in (("read", "Read"), ("write", "Write")):
-        for arg, label, config in docs:
+        for arg, label, read_goal, write_goal in docs:
             ours = "BM_{}_Mediastores/{}".format(kind, arg)
-            nl = "BM_{}_Nlohmann/{}".format(kind, arg)
-            t.row("{} {} vs nlohmann-json".format(verb.capitalize(), label), mbs(ours), mbs(nl),
-                  1.0 if config else None, higher=True, noise=r.noise(ours, nl))
-            if config:
-                peers = [("RapidJSON", "RapidJson"), ("JsonCpp", "JsonCpp")]
-                if kind == "Read":
-                    # simdjson only reads: the fastest reader known, for reference.
-                    peers.insert(1, ("simdjson", "Simdjson"))
-                for peer, bench in peers:
-                    other = "BM_{}_{}/{}".format(kind, bench, arg)
-                    t.row("  beside: vs {}".format(peer), mbs(ours), mbs(other),
-                          noise=r.noise(ours, other))
+            rapid = "BM_{}_RapidJson/{}".format(kind, arg)
+            t.row("{} {} vs RapidJSON".format(verb.capitalize(), label), mbs(ours), mbs(rapid),
+                  read_goal if kind == "Read" else write_goal, higher=True,
+                  noise=r.noise(ours, rapid))
+            peers = [("nlohmann-json", "Nlohmann"), ("JsonCpp", "JsonCpp")]
+            if kind == "Read":
+                # simdjson only reads: the fastest reader known, for reference.
+                peers.append(("simdjson (the fastest reader known)", "Simdjson"))
+            for peer, bench in peers:
+                other = "BM_{}_{}/{}".format(kind, bench, arg)
+                t.row("  beside: vs {}".format(peer), mbs(ours), mbs(other),
+                      noise=r.noise(ours, other))
     t.section("JSON linearity: ms CPU time, 100k entries vs 10k entries (10x the entries)")
     for verb, bench in (("Read", "BM_JsonReadConfig"), ("Write", "BM_JsonWriteConfig")):
         big = div(r.cpu(bench + "/100000"), 1e6)

@@ -8,6 +8,10 @@
 #include <cstring>
 #include <tuple>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "mediastores/json/json.h"
 
 namespace json {
@@ -16,11 +20,13 @@ namespace {
 
 constexpr size_t kNotFound = std::string_view::npos;
 
-// The characters a container scan stops at outside strings.
+// The characters a container scan stops at outside strings: quotes, brackets, braces and the
+// commas that separate entries.
 struct StructuralTable {
   bool entries[256] = {};
   constexpr StructuralTable() {
     entries[static_cast<unsigned char>('"')] = true;
+    entries[static_cast<unsigned char>(',')] = true;
     entries[static_cast<unsigned char>('[')] = true;
     entries[static_cast<unsigned char>(']')] = true;
     entries[static_cast<unsigned char>('{')] = true;
@@ -30,12 +36,44 @@ struct StructuralTable {
 };
 constexpr StructuralTable kStructural;
 
-// The most elements an array reserves room for from an estimate.
-constexpr size_t kMaxElementReserve = 1 << 14;
-
 // The first `c` in [from, end), or nullptr.
 inline const char* FindByte(const char* from, const char* end, char c) {
   return static_cast<const char*>(std::memchr(from, c, static_cast<size_t>(end - from)));
+}
+
+// Word-at-a-time search: eight bytes are tested together for a byte equal to a given one. The
+// lowest marked byte of HasByte is the first match (a false mark can only follow a true one).
+constexpr uint64_t kOnes = 0x0101010101010101ULL;
+constexpr uint64_t kHighs = 0x8080808080808080ULL;
+
+inline uint64_t HasByte(uint64_t word, uint64_t pattern) {
+  const uint64_t x = word ^ pattern;
+  return (x - kOnes) & ~x & kHighs;
+}
+
+// The first byte in [from, end) equal to `a` or `b`, or `end`.
+inline size_t FindEither(const char* text, size_t from, size_t end, char a, char b) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  const uint64_t patternA = kOnes * static_cast<unsigned char>(a);
+  const uint64_t patternB = kOnes * static_cast<unsigned char>(b);
+  while (end - from >= 8) {
+    uint64_t word;
+    std::memcpy(&word, text + from, 8);
+    const uint64_t marks = HasByte(word, patternA) | HasByte(word, patternB);
+    if (marks != 0) return from + static_cast<size_t>(__builtin_ctzll(marks) >> 3);
+    from += 8;
+  }
+#endif
+  while (from < end && text[from] != a && text[from] != b)
+    ++from;
+  return from;
+}
+
+// Commas without entries (or null elements, which are dropped) leave a container with far more
+// room than entries: the room is given back then.
+template <typename Vector>
+void GiveBackRoom(Vector& entries) {
+  if (entries.size() * 2 < entries.capacity()) entries.shrink_to_fit();
 }
 
 int HexDigit(char c) {
@@ -46,6 +84,21 @@ int HexDigit(char c) {
 }
 
 }  // namespace
+
+// The largest extent buffer a thread keeps for its next document.
+constexpr size_t kKeptExtentBytes = 1 << 20;
+
+std::vector<Reader::Extent>& Reader::ExtentBuffer() {
+  thread_local std::vector<Extent> buffer;
+  return buffer;
+}
+
+Reader::Reader(std::string_view text) : mText(text), mExtents(ExtentBuffer()) {}
+
+Reader::~Reader() {
+  mExtents.clear();
+  if (mExtents.capacity() * sizeof(Extent) > kKeptExtentBytes) std::vector<Extent>().swap(mExtents);
+}
 
 Value Reader::Read() {
   Value document;
@@ -66,7 +119,7 @@ bool Reader::ReadDocument(size_t begin, size_t end, Value& out) {
   }
   if (first == '{' && last == '}') {
     mDepthStack.push_back(kInObject);
-    if (!ReadMembers(begin + 1, end - 1, out.HoldObject().mMap)) return false;
+    if (!ReadMembers(begin + 1, end - 1, out.HoldObject())) return false;
     if (!mDepthStack.empty() && mDepthStack.back() == kInObject) mDepthStack.pop_back();
     return true;
   }
@@ -74,16 +127,21 @@ bool Reader::ReadDocument(size_t begin, size_t end, Value& out) {
   return false;
 }
 
-bool Reader::ReadMembers(size_t begin, size_t end, Object::ValueMap& members) {
+bool Reader::ReadMembers(size_t begin, size_t end, Object& object) {
   Trim(begin, end);
   const char* text = mText.data();
+  Object::MemberVector& members = object.mMembers;
+  // Room for the members the container scan counted, in one allocation.
+  const size_t room = TakeSizeHint();
+  if (begin < end) members.reserve(room);
+  bool ordered = true;
   while (begin < end) {
-    // Whatever precedes the key's opening quote is skipped, the comma included.
+    // Whatever precedes the key's opening quote is skipped, the comma included. Most keys follow
+    // the separating comma directly; a quote right after a comma is not escaped.
+    if (text[begin] == ',' && begin + 1 < end && text[begin + 1] == '"') ++begin;
     const size_t keyQuote = text[begin] == '"' ? begin : GetQuotePos(begin, end);
     if (keyQuote == kNotFound) return false;
-    size_t keyEnd = keyQuote + 1;
-    while (keyEnd < end && text[keyEnd] != '"' && text[keyEnd] != '\\')
-      ++keyEnd;
+    size_t keyEnd = FindEither(text, keyQuote + 1, end, '"', '\\');
     // A key with a backslash before its closing quote takes the general search.
     if (keyEnd < end && text[keyEnd] == '\\') keyEnd = GetQuotePos(keyQuote + 1, end);
     if (keyEnd == kNotFound || keyEnd == end) return false;
@@ -96,19 +154,31 @@ bool Reader::ReadMembers(size_t begin, size_t end, Object::ValueMap& members) {
     if (key.empty()) return false;
     begin = static_cast<size_t>(colon - text) + 1;
 
-    // The value is read straight into its member. Keys usually come in order, and a key above
-    // the last one is appended without a search. A repeated key replaces the earlier value.
-    const size_t count = members.size();
-    auto member = members.emplace_hint(members.end(), std::piecewise_construct,
-                                       std::forward_as_tuple(key), std::forward_as_tuple());
-    if (members.size() == count) {
-      Value value;
-      if (!ReadValue(begin, end, value)) return false;
-      member->second = std::move(value);
-      continue;
-    }
-    if (!ReadValue(begin, end, member->second)) return false;
+    // Keys usually come in ascending order; any other order is sorted out at the end.
+    if (ordered && !members.empty() && !(members.back().first < key)) ordered = false;
+    members.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
+                         std::forward_as_tuple());
+    if (!ReadValue(begin, end, members.back().second)) return false;
   }
+  if (!ordered) {
+    // Sorted through positions, the later of equal keys first, and only the first of equal keys
+    // is kept: a repeated key replaces the earlier value.
+    std::vector<size_t> order(members.size());
+    for (size_t k = 0; k < order.size(); ++k)
+      order[k] = k;
+    std::sort(order.begin(), order.end(), [&members](size_t a, size_t b) {
+      const int byKey = members[a].first.compare(members[b].first);
+      return byKey != 0 ? byKey < 0 : a > b;
+    });
+    Object::MemberVector sorted;
+    sorted.reserve(order.size());
+    for (const size_t k : order) {
+      if (!sorted.empty() && members[k].first == sorted.back().first) continue;
+      sorted.push_back(std::move(members[k]));
+    }
+    members.swap(sorted);
+  }
+  GiveBackRoom(members);
   return true;
 }
 
@@ -119,13 +189,10 @@ bool Reader::ReadArray(size_t begin, size_t end, Value& out) {
   size_t rest = begin + 1;
   size_t restEnd = end - 1;
   Array::ValueVector& elements = out.HoldArray().mVector;
+  // Room for the elements the container scan counted, in one allocation.
+  const size_t room = TakeSizeHint();
+  if (rest < restEnd) elements.reserve(room);
   while (rest < restEnd) {
-    if (elements.size() == 1 && rest > begin + 1) {
-      // Elements of one array are usually alike: room for as many as the first one's length
-      // fits in the text, within a bound, saves growing the vector step by step.
-      const size_t estimate = (restEnd - begin) / (rest - begin);
-      elements.reserve(std::min<size_t>(estimate + 1, kMaxElementReserve));
-    }
     for (size_t i = rest;; ++i) {
       const char c = text[i];
       if (c == '{' || c == '[') {
@@ -157,6 +224,7 @@ bool Reader::ReadArray(size_t begin, size_t end, Value& out) {
       break;
     }
   }
+  GiveBackRoom(elements);
   return true;
 }
 
@@ -184,9 +252,7 @@ bool Reader::ReadString(size_t& begin, size_t end, Value& out) {
   // Most strings hold no backslash: up to the first quote or backslash in one pass, and a string
   // that closes before any backslash is taken as it stands (trimmed).
   const char* text = mText.data();
-  size_t i = begin + 1;
-  while (i < end && text[i] != '"' && text[i] != '\\')
-    ++i;
+  const size_t i = FindEither(text, begin + 1, end, '"', '\\');
   if (i < end && text[i] == '"') {
     size_t first = begin + 1;
     size_t last = i;
@@ -281,19 +347,22 @@ size_t Reader::FindContainerEnd(size_t begin, size_t end) {
   // A scan that saw this opening outside a string found its closing; a scan from here would
   // process the same characters in the same state, so it would find the same closing if the text
   // reaches that far, and run off the end otherwise.
-  while (mExtentCursor < mExtents.size() && mExtents[mExtentCursor].first < begin) {
+  while (mExtentCursor < mExtents.size() && mExtents[mExtentCursor].open < begin) {
     ++mExtentCursor;
   }
-  if (mExtentCursor < mExtents.size() && mExtents[mExtentCursor].first == begin) {
-    const size_t close = mExtents[mExtentCursor].second;
-    return close < end ? close : kNotFound;
+  if (mExtentCursor < mExtents.size() && mExtents[mExtentCursor].open == begin) {
+    const Extent& extent = mExtents[mExtentCursor];
+    mSizeHint = extent.entries;
+    return extent.close < end ? extent.close : kNotFound;
   }
   // Record only past everything recorded so far, to keep the records sorted.
   const bool record = mExtents.empty() || begin > mRecordedUntil;
   // About one container per few dozen bytes in configuration documents.
-  if (mExtents.empty()) mExtents.reserve(std::min<size_t>((end - begin) / 64, kMaxElementReserve));
+  if (mExtents.empty()) mExtents.reserve((end - begin) / 64);
+  const size_t index = mExtents.size();
   const size_t close = ScanContainerEnd(begin, end, record);
   if (record && close != kNotFound) mRecordedUntil = close;
+  mSizeHint = record && close != kNotFound ? mExtents[index].entries : 0;
   return close;
 }
 
@@ -305,46 +374,69 @@ size_t Reader::ScanContainerEnd(size_t begin, size_t end, bool record) {
     size_t index = 0;
     if (record) {
       index = mExtents.size();
-      mExtents.emplace_back(at, kNotFound);
+      mExtents.push_back(Extent{at, kNotFound, 1});
     }
     mScanStack.emplace_back(kind, index);
   };
   push(begin);
   bool inString = false;
-  for (size_t i = begin + 1; i < end; ++i) {
-    if (inString) {
-      // Only a quote matters inside a string; one right after a backslash does not end it (so a
-      // string ending in an escaped backslash runs on: the scan looks at one character back).
-      const char* quote = FindByte(text + i, text + end, '"');
-      if (quote == nullptr) return kNotFound;
-      i = static_cast<size_t>(quote - text);
-      if (text[i - 1] != '\\') inString = false;
-      continue;
+  size_t result = kNotFound;
+  // Takes the character at `i`, a quote inside a string or a structural character outside one;
+  // false when the scan is over, with its outcome in `result`. A quote right after a backslash
+  // neither opens nor closes a string (so a string ending in an escaped backslash runs on: the
+  // scan looks at one character back).
+  auto visit = [&](size_t i) {
+    const char c = text[i];
+    if (c == '"') {
+      if (text[i - 1] != '\\') inString = !inString;
+      return true;
     }
-    // Outside strings only quotes, brackets and braces matter.
-    while (i < end && !kStructural[static_cast<unsigned char>(text[i])])
-      ++i;
-    if (i == end) break;
-    switch (text[i]) {
-      case '"':
-        if (text[i - 1] != '\\') inString = true;
-        break;
-      case '[':
-      case '{':
-        push(i);
-        break;
-      case ']':
-      case '}': {
-        const uint8_t expected = text[i] == '}' ? kInObject : kInArray;
-        if (mScanStack.back().first != expected) return kNotFound;
-        if (record) mExtents[mScanStack.back().second].second = i;
-        mScanStack.pop_back();
-        if (mScanStack.empty()) return i;
-        break;
-      }
-      default:
-        break;
+    if (c == ',') {
+      if (record) ++mExtents[mScanStack.back().second].entries;
+      return true;
     }
+    if (c == '[' || c == '{') {
+      push(i);
+      return true;
+    }
+    const uint8_t expected = c == '}' ? kInObject : kInArray;
+    if (mScanStack.back().first != expected) return false;
+    if (record) mExtents[mScanStack.back().second].close = i;
+    mScanStack.pop_back();
+    if (!mScanStack.empty()) return true;
+    result = i;
+    return false;
+  };
+  size_t i = begin + 1;
+#if defined(__SSE2__)
+  // Sixteen bytes at a time: a mask of the quotes and one of every structural character, whose
+  // bits are taken in order (only the quotes inside a string).
+  const __m128i quote = _mm_set1_epi8('"');
+  const __m128i comma = _mm_set1_epi8(',');
+  const __m128i caseBit = _mm_set1_epi8(0x20);
+  const __m128i opening = _mm_set1_epi8('{');  // also '[' once the 0x20 bit is set
+  const __m128i closing = _mm_set1_epi8('}');  // also ']'
+  for (; end - i >= 16; i += 16) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i));
+    const __m128i folded = _mm_or_si128(block, caseBit);
+    const unsigned quotes = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, quote)));
+    const unsigned all =
+        quotes | static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(
+                     _mm_cmpeq_epi8(block, comma), _mm_or_si128(_mm_cmpeq_epi8(folded, opening),
+                                                                _mm_cmpeq_epi8(folded, closing)))));
+    unsigned offset = 0;
+    for (;;) {
+      const unsigned pending = (inString ? quotes : all) >> offset;
+      if (pending == 0) break;
+      offset += static_cast<unsigned>(__builtin_ctz(pending));
+      if (!visit(i + offset)) return result;
+      if (++offset == 16) break;
+    }
+  }
+#endif
+  for (; i < end; ++i) {
+    const bool stop = inString ? text[i] == '"' : kStructural[static_cast<unsigned char>(text[i])];
+    if (stop && !visit(i)) return result;
   }
   return kNotFound;
 }

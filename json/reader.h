@@ -23,9 +23,10 @@ namespace internal {
 // given as [begin, end) positions in the text.
 class Reader {
  public:
-  explicit Reader(std::string_view text) : mText(text) {}
+  explicit Reader(std::string_view text);
   Reader(const Reader&) = delete;
   Reader& operator=(const Reader&) = delete;
+  ~Reader();
 
   // The document: an object or array value, or a null value when the text is not one.
   Value Read();
@@ -33,6 +34,8 @@ class Reader {
  private:
   // Kinds of the entries of the depth stack.
   enum StackDepthType : uint8_t { kInObject = 0, kInArray = 1 };
+  // The most members or elements a container reserves room for ahead of reading them.
+  static constexpr size_t kMaxReserve = 1 << 14;
 
   // Each step reads into `out`, a null value on entry, and returns false on failure.
 
@@ -40,7 +43,7 @@ class Reader {
   // ends with "}" (an object), pushing the container's entry around the work.
   bool ReadDocument(size_t begin, size_t end, Value& out);
   // The members between an object's braces.
-  bool ReadMembers(size_t begin, size_t end, Object::ValueMap& members);
+  bool ReadMembers(size_t begin, size_t end, Object& object);
   // An array text: the elements between its brackets; null elements are dropped.
   bool ReadArray(size_t begin, size_t end, Value& out);
   // One value from the front of [begin, end): trims the range and leaves in it what follows the
@@ -62,6 +65,12 @@ class Reader {
   // backslash, with escapes undone, trimmed.
   void Unescape(size_t begin, size_t end, Value& value) const;
 
+  // The room to reserve for the container about to be read, once.
+  size_t TakeSizeHint() {
+    const size_t hint = mSizeHint < kMaxReserve ? mSizeHint : kMaxReserve;
+    mSizeHint = 0;
+    return hint;
+  }
   // Narrows [begin, end) to exclude leading and trailing whitespace.
   void Trim(size_t& begin, size_t& end) const {
     while (begin < end && IsSpace(mText[begin]))
@@ -82,12 +91,25 @@ class Reader {
   // opening position. Where a nested container was seen by the scan of an enclosing one, its
   // extent is taken from here instead of being scanned again, so each byte is scanned about once
   // whatever the nesting.
-  std::vector<std::pair<size_t, size_t>> mExtents;
+  struct Extent {
+    size_t open;
+    size_t close;
+    // One more than the commas between the container's own entries: its member or element
+    // count when the text is well formed, a hint otherwise.
+    size_t entries;
+  };
+  // The records live in a buffer of the thread that is kept between documents, up to a bound,
+  // so that reading a document does not start by allocating and touching fresh memory for them.
+  static std::vector<Extent>& ExtentBuffer();
+  std::vector<Extent>& mExtents;
   size_t mExtentCursor = 0;
   // The last position covered by recorded scans; a scan starting after it is recorded.
   size_t mRecordedUntil = 0;
   // Scratch stack of a container scan: entry kind and index into mExtents.
   std::vector<std::pair<uint8_t, size_t>> mScanStack;
+  // Entry count of the container FindContainerEnd found last, when its scan counted it, else 0:
+  // the room its reading reserves.
+  size_t mSizeHint = 0;
   // Scratch buffer of a bare token.
   std::string mToken;
 };

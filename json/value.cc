@@ -407,11 +407,20 @@ bool Value::MergeValue(const Value& other) {
     *this = other;
     return true;
   }
+  // Adding a member moves the members after it, and `other` may be one of this object's
+  // members or lie inside one: the merge reads from a copy of it.
+  const Value source(other);
+  return MergeMembers(source.mPayload.object);
+}
+
+bool Value::MergeMembers(const Object& other) {
   bool merged = true;
-  for (const auto& member : other.mPayload.object) {
+  for (const auto& member : other) {
     Value& mine = mPayload.object[member.first];
     if (mine.mValueType == ObjectVal) {
-      merged = mine.MergeValue(member.second);
+      merged = member.second.mValueType == ObjectVal
+                   ? mine.MergeMembers(member.second.mPayload.object)
+                   : false;
     } else if (mine.mValueType != NULLVal && mine.mValueType != member.second.mValueType) {
       merged = false;
     } else {

@@ -46,6 +46,31 @@ TEST(JsonValueTest, SizeClearAndMembers) {
   EXPECT_EQ(doc.ToInt(), 1);
 }
 
+// Members stay in byte-wise key order however they are added; lookups find exactly the keys that
+// are present (prefixes and neighbours are misses) and the const accessor never inserts.
+TEST(JsonValueTest, ObjectKeepsKeyOrderAndFindsExactKeys) {
+  json::Object object;
+  const char* inserted[] = {"b", "ab", "\x80", "a", "B", "ba", "abc"};
+  for (int i = 0; i < 7; ++i)
+    object[inserted[i]] = i;
+  object[std::string("a")] = 9;  // present: replaced, not added
+  std::vector<std::string> order;
+  for (const auto& member : object)
+    order.push_back(member.first);
+  EXPECT_EQ(order, (std::vector<std::string>{"B", "a", "ab", "abc", "b", "ba", "\x80"}));
+  const json::Object& view = object;
+  for (const char* key : inserted)
+    EXPECT_EQ(view.find(key)->first, key);
+  EXPECT_EQ(view["a"].ToInt() * 10 + view["abc"].ToInt(), 96);
+  for (const char* absent : {"", "A", "aa", "abcd", "bb", "c", "\x81"}) {
+    EXPECT_TRUE(view.find(absent) == view.end() && !view.HasKey(absent)) << absent;
+    EXPECT_EQ(view[absent].GetType(), json::NULLVal);
+  }
+  object.Erase("ab");
+  EXPECT_EQ(object.size(), 6u);
+  EXPECT_EQ(object.HasKeys(inserted, 7), 1);
+}
+
 // The misuse of a typed accessor ends the process, naming the accessor and the type it requires.
 TEST(JsonValueDeathTest, TypedAccessOnTheWrongTypeEndsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
@@ -73,6 +98,10 @@ TEST(JsonValueTest, MergesObjectsMemberByMember) {
     EXPECT_EQ(target.MergeValue(Parse(c.other)), c.merged) << c.target << " <- " << c.other;
     EXPECT_EQ(json::Serialize(target), c.result);
   }
+  // Merging a value's own member reads a copy of it, also when the merge changes that member.
+  json::Value self = Parse(R"({"a":{"a":{"b":1,"c":2},"z":3}})");
+  EXPECT_TRUE(self.MergeValue(self["a"]));
+  EXPECT_EQ(json::Serialize(self), R"({"a":{"a":{"b":1,"c":2},"b":1,"c":2,"z":3},"z":3})");
 }
 
 TEST(JsonValueTest, EqualityIsDecidedByTheLeftOperand) {

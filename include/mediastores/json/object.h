@@ -3,9 +3,8 @@
 #define MEDIASTORES_JSON_OBJECT_H_
 
 #include <cstddef>
-#include <functional>
-#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mediastores/export.h"
@@ -21,15 +20,22 @@ class Reader;
 // An ordered map from string keys to values. Keys are unique and kept in ascending byte-wise
 // order, so iteration (and the writer's output) follows key order, not insertion order.
 //
+// The members are (key, value) pairs stored one after another in key order: lookups search them
+// by halving, and an object costs one allocation whatever its member count. Inserting a member
+// (operator[] with a new key) moves the members after it, so it invalidates iterators and
+// references to members, as erasing one does; looking up a present key never does. A key must
+// not be changed through an iterator.
+//
 //   json::Object entry;
 //   entry["key"] = "Audio.SampleRate";
 //   entry["value"] = "48000";
 //   if (entry.HasKey("key")) { ... }
 class MEDIASTORES_API Object {
  public:
-  using ValueMap = std::map<std::string, Value, std::less<>>;
-  using iterator = ValueMap::iterator;
-  using const_iterator = ValueMap::const_iterator;
+  using Member = std::pair<std::string, Value>;
+  using MemberVector = std::vector<Member>;
+  using iterator = MemberVector::iterator;
+  using const_iterator = MemberVector::const_iterator;
 
   Object();
   Object(const Object& other);
@@ -61,8 +67,8 @@ class MEDIASTORES_API Object {
   // Removes every member.
   void Clear();
 
-  size_t size() const { return mMap.size(); }
-  bool empty() const { return mMap.empty(); }
+  size_t size() const { return mMembers.size(); }
+  bool empty() const { return mMembers.empty(); }
 
   iterator begin();
   iterator end();
@@ -72,7 +78,13 @@ class MEDIASTORES_API Object {
  private:
   friend class internal::Reader;
 
-  ValueMap mMap;
+  // The first member whose key is not below `key`.
+  const_iterator LowerBound(const char* key, size_t length) const;
+  // The member under `key`, or end().
+  const_iterator Find(const char* key, size_t length) const;
+  Value& Insert(const char* key, size_t length);
+
+  MemberVector mMembers;
 };
 
 }  // namespace json

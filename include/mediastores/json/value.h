@@ -183,6 +183,8 @@ class MEDIASTORES_API Value {
   void Release() noexcept;
   void DestroyNested() noexcept;
   void ClearContainer() noexcept;
+  // Merges the members of `other`, which must not lie inside this value, into this object.
+  bool MergeMembers(const Object& other);
 
   ValueType mValueType;
   ValueType mHeld;
