@@ -79,6 +79,22 @@ void KelAudioStatisticInfo::resetTxLevels() {
   sa::Store(&m_txInfo.field_at_112, kResetField112);
 }
 
+bool KelAudioStatisticInfo::txLevelsAtReset() const {
+  // Compared as bits, so that a level of -0.0 is put back to 0.0.
+  auto bits = [](float value) {
+    uint32_t word;
+    std::memcpy(&word, &value, sizeof(word));
+    return word;
+  };
+  uint32_t differ = sa::Load(&m_txInfo.field_at_112) ^ kResetField112;
+  for (int i = 0; i < 3; ++i) {
+    differ |= bits(sa::Load(&m_txInfo.noiseLevel[i])) ^ bits(kResetNoiseLevel);
+    differ |= bits(sa::Load(&m_txInfo.aecLevel[i])) ^ bits(kResetAecLevel);
+    differ |= bits(sa::Load(&m_txInfo.speechLevel[i])) ^ bits(kResetSpeechLevel);
+  }
+  return differ == 0;
+}
+
 int32_t KelAudioStatisticInfo::UpdateTxMediaInfo(void* src) {
   if (src == nullptr) return KEL_E_BADSTATE;
   // The bounds-checked copy refuses a source that overlaps the record (one that starts inside
@@ -94,8 +110,9 @@ int32_t KelAudioStatisticInfo::UpdateRxMediaInfo(void*) {
 
 int32_t KelAudioStatisticInfo::GetTxMediaInfo(void* dst, bool reset) {
   if (dst == nullptr) return KEL_E_BADSTATE;
-  sa::CopyOut(dst, &m_txInfo, kTxSize);
-  if (reset) resetTxLevels();
+  sa::CopyOutSmall(dst, &m_txInfo, kTxSize);
+  // Levels already at their reset values are not written again.
+  if (reset && !txLevelsAtReset()) resetTxLevels();
   return KEL_S_OK;
 }
 
@@ -219,15 +236,18 @@ void KelAudioStatisticInfo::updateAVSyncStatistics(int index,
 int32_t KelAudioStatisticInfo::GetRxAudioInfo(void* dst, int index, bool reset) {
   st_KelAudioRxStatisticsInfo* rx = rxRecord(index);
   if (dst == nullptr || rx == nullptr) return KEL_E_BADSTATE;
-  sa::CopyOut(dst, rx, kRxSize);
-  if (reset) sa::Zero(reinterpret_cast<unsigned char*>(rx) + kRxClearedAt, kRxClearedSize);
+  sa::CopyOutSmall(dst, rx, kRxSize);
+  if (reset && (sa::Load(&rx->field_at_120) | sa::Load(&rx->field_at_124) |
+                sa::Load(&rx->field_at_128)) != 0) {
+    sa::Zero(reinterpret_cast<unsigned char*>(rx) + kRxClearedAt, kRxClearedSize);
+  }
   return KEL_S_OK;
 }
 
 int32_t KelAudioStatisticInfo::GetAVSyncInfo(void* dst, int index) {
   const unsigned int slot = static_cast<unsigned int>(index);
   if (dst == nullptr || slot >= kKelAudioStreamCount) return KEL_E_BADSTATE;
-  sa::CopyOut(dst, &m_syncInfo[slot], kSyncSize);
+  sa::CopyOutSmall(dst, &m_syncInfo[slot], kSyncSize);
   return KEL_S_OK;
 }
 

@@ -2,6 +2,10 @@
 
 #include <cstring>
 
+#if defined(__x86_64__)
+#include <emmintrin.h>
+#endif
+
 #include "mediaengine/mediastores/src/stats/kel_stats_access.h"
 #include "mediastores/result_codes.h"
 #include "mediastores/safe_lib.h"
@@ -47,15 +51,75 @@ void UpdateHeldRange(Layer& layer, const Stream& stream) {
   sa::Store(&layer.field_at_192, stream.field_at_308);
 }
 
-// Copies up to capacity - 1 characters of `text` (null: empty) into the text field `field`,
-// terminated; the bytes after the terminator keep their values, as a string copy leaves them.
-void StoreAv1Text(char* field, size_t capacity, const char* text) {
-  char staged[64];
-  sa::CopyOut(staged, field, capacity);
-  const char* source = text != nullptr ? text : "";
-  const size_t length = strnlen_s(source, capacity - 1);
-  if (strncpy_s(staged, capacity, source, length) == 0) sa::CopyIn(field, staged, capacity);
+// Copies the characters of `text` up to its terminator, at most 16 (and at most `room` are
+// needed), into `staged`; returns how many it took (16: no terminator among them). Outside
+// sanitizer builds the 16 bytes are read at once where they cannot run into the next page.
+inline size_t CopyTextBlock(char* staged, const char* text, size_t room) {
+#if defined(KEL_STATS_VECTOR_MOVES)
+  if ((reinterpret_cast<uintptr_t>(text) & 4095u) <= 4096u - 16u) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(staged), block);
+    const unsigned ends = static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_setzero_si128())));
+    return ends != 0 ? static_cast<size_t>(__builtin_ctz(ends)) : 16u;
+  }
+#endif
+  size_t n = 0;
+  for (; n < 16 && n < room && text[n] != '\0'; ++n)
+    staged[n] = text[n];
+  return n;
 }
+
+// Copies up to capacity - 1 characters of `text` (null: empty) into the text field `field`
+// (capacity at most 64), terminated, in one bounded pass; the bytes after the terminator keep
+// their values, as a string copy leaves them. Only the words up to the terminator are written.
+void StoreAv1Text(char* field, size_t capacity, const char* text) {
+  char staged[64 + 16];
+  const char* source = text != nullptr ? text : "";
+  const size_t limit = capacity - 1;
+  size_t length = 0;
+  for (size_t n = 16; n == 16 && length < limit; length += n)
+    n = CopyTextBlock(staged + length, source + length, limit - length);
+  if (length > limit) length = limit;
+  staged[length] = '\0';
+  const size_t end = (length / 4 + 1) * 4;
+  // The terminator's word: the staged bytes up to the terminator, the field's own after it.
+  const uint32_t old = sa::Load(reinterpret_cast<const sa::KelWord32*>(field + end - 4));
+  uint32_t word;
+  std::memcpy(&word, staged + end - 4, 4);
+  const uint32_t ours = (2u << (8 * (length % 4) + 7)) - 1;  // the bytes up to the terminator
+  word = (word & ours) | (old & ~ours);
+  std::memcpy(staged + end - 4, &word, 4);
+  sa::CopyIn(field, staged, end);
+}
+
+// A resetting read's work on one layer, by 16-byte block of the layer (k) and 32-bit lane (j).
+constexpr int kLayerBlocks = sizeof(Layer) / 16;
+constexpr size_t Block(size_t position) {
+  return position / 16;
+}
+constexpr int Lane(size_t position) {
+  return static_cast<int>(position % 16 / 4);
+}
+static_assert(sizeof(Layer) % 16 == 0 && sizeof(st_KelVideoLayerBaseline) == 64, "layer blocks");
+// The baseline is four blocks: [-, -, 20, 24], [104, 132, 136, 140], [144 ... 156], [160 ... 172]
+// (layer positions as last reported). The layer's blocks at 128, 144 and 160 hold the reason
+// counters at the same lanes as the baseline's last three blocks (its lane at 128 excepted).
+constexpr size_t kField20 = offsetof(Layer, field_at_20), kField24 = offsetof(Layer, idrRequestCount);
+constexpr size_t kField104 = offsetof(Layer, configChangeCount);
+constexpr size_t kReasons = offsetof(Layer, idrReasonCount);
+constexpr size_t kIntervals = offsetof(Layer, field_at_20_interval);
+static_assert(kField24 == kField20 + 4 && Block(kField20) == Block(kField24) && Lane(kField20) == 1,
+              "fields at 20 and 24 share a block");
+static_assert(kReasons == 132 && Block(kReasons) == 8 && kKelVideoIdrReasonCount == 11,
+              "reason counters fill lanes 1-3 of block 8 and blocks 9 and 10");
+static_assert(offsetof(Layer, idrRequestCountInterval) == kIntervals + 4 && Lane(kIntervals) == 0,
+              "intervals open their block");
+static_assert(offsetof(st_KelVideoLayerBaseline, field_at_20) == 8 &&
+                  offsetof(st_KelVideoLayerBaseline, configChangeCount) == 16 &&
+                  offsetof(st_KelVideoLayerBaseline, idrReasonCount) == 20,
+              "baseline blocks");
+constexpr int k20 = Lane(kField20), k104 = Lane(kField104);
 
 }  // namespace
 
@@ -96,78 +160,78 @@ int32_t KelVideoStatisticInfo::GetRxMediaInfo(void*, bool) {
   return KEL_E_BADSTATE;
 }
 
-void KelVideoStatisticInfo::readLayer(int index, LayerReading& reading) const {
-  const Layer& layer = m_txInfo.layers[index];
-  reading.field20 = sa::Load(&layer.field_at_20);
-  reading.idrRequestCount = sa::Load(&layer.idrRequestCount);
-  reading.configChangeCount = sa::Load(&layer.configChangeCount);
-  for (int k = 0; k < kKelVideoIdrReasonCount; ++k) {
-    reading.idrReasonCount[k] = sa::Load(&layer.idrReasonCount[k]);
-  }
-}
-
-void KelVideoStatisticInfo::reportLayerInterval(unsigned char* dstLayer, int index,
-                                                const LayerReading& reading) {
+void KelVideoStatisticInfo::reportLayer(unsigned char* dstLayer, int index) {
   Layer& layer = m_txInfo.layers[index];
-  st_KelVideoLayerBaseline& base = m_layerBaselines[index];
+  const unsigned char* from = reinterpret_cast<const unsigned char*>(&layer);
+  unsigned char* base = reinterpret_cast<unsigned char*>(&m_layerBaselines[index]);
+  sa::KelLanes block[kLayerBlocks];
+  for (int k = 0; k < kLayerBlocks; ++k)
+    block[k] = sa::Load16(from + 16 * k);
 
-  // The reader's copy gets the counters as read and their differences since the baseline.
-  WriteCopy32(dstLayer + offsetof(Layer, field_at_20), reading.field20);
-  WriteCopy32(dstLayer + offsetof(Layer, idrRequestCount), reading.idrRequestCount);
-  WriteCopy32(dstLayer + offsetof(Layer, field_at_20_interval),
-              reading.field20 - sa::Load(&base.field_at_20));
-  WriteCopy32(dstLayer + offsetof(Layer, idrRequestCountInterval),
-              reading.idrRequestCount - sa::Load(&base.idrRequestCount));
-  WriteCopy32(dstLayer + offsetof(Layer, configChangeCount),
-              reading.configChangeCount - sa::Load(&base.configChangeCount));
-  unsigned char* reasons = dstLayer + offsetof(Layer, idrReasonCount);
-  for (int k = 0; k < kKelVideoIdrReasonCount; ++k) {
-    WriteCopy32(reasons + 4 * k, reading.idrReasonCount[k] - sa::Load(&base.idrReasonCount[k]));
+  // The counters as read, in the baseline's layout, and their differences since the baseline.
+  const sa::KelLanes was[4] = {sa::Load16(base), sa::Load16(base + 16), sa::Load16(base + 32),
+                               sa::Load16(base + 48)};
+  const sa::KelLanes now[4] = {
+      __builtin_shufflevector(was[0], block[Block(kField20)], 0, 1, 4 + k20, 5 + k20),
+      __builtin_shufflevector(block[Block(kField104)], block[Block(kReasons)], k104, 5, 6, 7),
+      block[Block(kReasons) + 1], block[Block(kReasons) + 2]};
+  sa::KelLanes interval[4];
+  for (int b = 0; b < 4; ++b) {
+    interval[b] = now[b] - was[b];
+    sa::Store16(base + 16 * b, now[b]);
   }
 
-  // The baseline moves on to the same reading.
-  sa::Store(&base.field_at_20, reading.field20);
-  sa::Store(&base.idrRequestCount, reading.idrRequestCount);
-  sa::Store(&base.configChangeCount, reading.configChangeCount);
-  for (int k = 0; k < kKelVideoIdrReasonCount; ++k) {
-    sa::Store(&base.idrReasonCount[k], reading.idrReasonCount[k]);
-  }
+  // The copy: the counters at 104 and 132 and the fields at 20 and 24 (into 224 and 228) as
+  // differences; the rest as read.
+  sa::KelLanes copy[kLayerBlocks];
+  for (int k = 0; k < kLayerBlocks; ++k)
+    copy[k] = block[k];
+  sa::KelLanes& at104 = copy[Block(kField104)];
+  at104[k104] = interval[1][0];
+  copy[Block(kReasons)] = __builtin_shufflevector(block[Block(kReasons)], interval[1], 0, 5, 6, 7);
+  copy[Block(kReasons) + 1] = interval[2];
+  copy[Block(kReasons) + 2] = interval[3];
+  copy[Block(kIntervals)] = __builtin_shufflevector(interval[0], block[Block(kIntervals)], 2, 3,
+                                                    6, 7);
+  std::memcpy(dstLayer, copy, sizeof(copy));
 
-  // The held figures start afresh.
-  sa::Store(&layer.field_at_32, 0u);
-  sa::Store(&layer.field_at_36, uint8_t{0});
-  static_assert(offsetof(Layer, heldMaximum) == offsetof(Layer, heldMinimum) + 4,
-                "minimum and maximum are cleared as one 64-bit value");
-  sa::Zero(&layer.heldMinimum, 8);
-  sa::Store(&layer.field_at_192, 0u);
+  // The held figures start afresh (what is already clear is left alone).
+  const sa::KelLanes& at32 = block[Block(offsetof(Layer, field_at_32))];
+  if (at32[Lane(offsetof(Layer, field_at_32))] != 0) sa::Store(&layer.field_at_32, 0u);
+  if ((at32[Lane(offsetof(Layer, field_at_36))] & 0xFFu) != 0) {
+    sa::Store(&layer.field_at_36, uint8_t{0});
+  }
+  static_assert(offsetof(Layer, heldMaximum) == offsetof(Layer, heldMinimum) + 4 &&
+                    offsetof(Layer, heldMinimum) % 8 == 0,
+                "minimum and maximum are one 64-bit word");
+  const sa::KelLanes& held = block[Block(offsetof(Layer, heldMinimum))];
+  if ((held[Lane(offsetof(Layer, heldMinimum))] | held[Lane(offsetof(Layer, heldMaximum))]) != 0)
+    sa::Zero(&layer.heldMinimum, 8);
+  if (block[Block(offsetof(Layer, field_at_192))][Lane(offsetof(Layer, field_at_192))] != 0)
+    sa::Store(&layer.field_at_192, 0u);
 }
 
 int32_t KelVideoStatisticInfo::GetTxMediaInfo(void* dst, bool reset) {
   if (dst == nullptr) return KEL_E_BADSTATE;
+  unsigned char* copy = static_cast<unsigned char*>(dst);
   if (!reset) {
-    sa::CopyOut(dst, &m_txInfo, kTxSize);
+    sa::CopyOut(copy, &m_txInfo, kTxSize);
     return KEL_S_OK;
   }
-
-  // Layer 0 is reported whenever layers are in use, even for a negative count. The layer count
-  // and the counters of the reported layers are read once, before the copy, and that reading is
-  // both reported and kept as the next baseline, so that successive intervals add up exactly even
-  // while a writer runs (and the copy's own bytes are not read back: fresh wide stores do not
-  // forward to narrow loads).
+  // Layer 0 is reported whenever layers are in use, even for a negative count. Each reported
+  // layer is read once, and that reading is both reported and kept as the next baseline, so that
+  // successive intervals add up exactly even while a writer runs.
   const int32_t layerCount = sa::Load(&m_txInfo.layerCount);
   const int layers = layerCount == 0 ? 0 : (layerCount < 1 ? 1 : LayersCovered(layerCount));
-  LayerReading readings[kKelVideoLayerCount];
   for (int i = 0; i < layers; ++i)
-    readLayer(i, readings[i]);
-  sa::CopyOut(dst, &m_txInfo, kTxSize);
-  unsigned char* copy = static_cast<unsigned char*>(dst);
+    reportLayer(copy + i * kLayerSize, i);
+  sa::CopyOut(copy + layers * kLayerSize, &m_txInfo.layers[layers], kTxSize - layers * kLayerSize);
   // The copy shows the layer count its intervals were made for.
   WriteCopy32(copy + offsetof(st_KelVideoTxStatisticsInfo, layerCount),
               static_cast<uint32_t>(layerCount));
-  for (int i = 0; i < layers; ++i) {
-    reportLayerInterval(copy + i * kLayerSize, i, readings[i]);
+  if (sa::Load(&m_txInfo.noiseLevel) != kResetNoiseLevel) {
+    sa::Store(&m_txInfo.noiseLevel, kResetNoiseLevel);
   }
-  sa::Store(&m_txInfo.noiseLevel, kResetNoiseLevel);
   return KEL_S_OK;
 }
 
