@@ -41,6 +41,12 @@ typedef uint64_t KelWord64 __attribute__((may_alias));
 // Sixteen bytes of a record as four 32-bit lanes: resetting reads take record words in blocks
 // and work out differences lane by lane.
 typedef uint32_t KelLanes __attribute__((vector_size(16), may_alias));
+typedef uint64_t KelPairs __attribute__((vector_size(16), may_alias));
+// The lanes of `a` where `mask` is all ones, those of `b` elsewhere.
+inline KelLanes Pick(KelLanes mask, KelLanes a, KelLanes b) {
+  return (a & mask) | (b & ~mask);
+}
+
 struct KelBlock16 {
   unsigned char bytes[16];
 };

@@ -161,54 +161,65 @@ int32_t KelVideoStatisticInfo::GetRxMediaInfo(void*, bool) {
 }
 
 void KelVideoStatisticInfo::reportLayer(unsigned char* dstLayer, int index) {
+  using sa::KelLanes;
   Layer& layer = m_txInfo.layers[index];
   const unsigned char* from = reinterpret_cast<const unsigned char*>(&layer);
   unsigned char* base = reinterpret_cast<unsigned char*>(&m_layerBaselines[index]);
-  sa::KelLanes block[kLayerBlocks];
-  for (int k = 0; k < kLayerBlocks; ++k)
-    block[k] = sa::Load16(from + 16 * k);
+  auto put = [dstLayer](size_t block, KelLanes lanes) {
+    std::memcpy(dstLayer + 16 * block, &lanes, sizeof(lanes));
+  };
+  auto take = [from, &put](size_t block) {
+    const KelLanes lanes = sa::Load16(from + 16 * block);
+    put(block, lanes);
+    return lanes;
+  };
+  auto look = [from](size_t block) { return sa::Load16(from + 16 * block); };
+  const KelLanes at32 = look(Block(offsetof(Layer, field_at_32)));
+  const KelLanes held = look(Block(offsetof(Layer, heldMinimum)));
+  const KelLanes at192 = look(Block(offsetof(Layer, field_at_192)));
 
-  // The counters as read, in the baseline's layout, and their differences since the baseline.
-  const sa::KelLanes was[4] = {sa::Load16(base), sa::Load16(base + 16), sa::Load16(base + 32),
-                               sa::Load16(base + 48)};
-  const sa::KelLanes now[4] = {
-      __builtin_shufflevector(was[0], block[Block(kField20)], 0, 1, 4 + k20, 5 + k20),
-      __builtin_shufflevector(block[Block(kField104)], block[Block(kReasons)], k104, 5, 6, 7),
-      block[Block(kReasons) + 1], block[Block(kReasons) + 2]};
-  sa::KelLanes interval[4];
-  for (int b = 0; b < 4; ++b) {
-    interval[b] = now[b] - was[b];
-    sa::Store16(base + 16 * b, now[b]);
-  }
+  // The counters as read, in the baseline's layout, their differences since the baseline, and
+  // the baseline moved on to them. The baseline's last three blocks hold the reason counters in
+  // the lanes the layer's blocks at 128, 144 and 160 hold them; its lane 0 of those is the
+  // counter at 104, the layer's is the field at 128.
+  const KelLanes at20 = take(Block(kField20));
+  const KelLanes at104 = look(Block(kField104));
+  const KelLanes at128 = look(Block(kReasons));
+  const KelLanes at144 = look(Block(kReasons) + 1);
+  const KelLanes at160 = look(Block(kReasons) + 2);
+  const KelLanes was0 = sa::Load16(base), was1 = sa::Load16(base + 16);
+  const KelLanes was2 = sa::Load16(base + 32), was3 = sa::Load16(base + 48);
+  const KelLanes now0 = __builtin_shufflevector(was0, at20, 0, 1, 4 + k20, 5 + k20);
+  const KelLanes first = {~0u, 0, 0, 0};  // lane 0 from the first operand of Pick, the rest not
+  const KelLanes now1 =
+      sa::Pick(first, __builtin_shufflevector(at104, at104, k104, k104, k104, k104), at128);
+  sa::Store16(base, now0);
+  sa::Store16(base + 16, now1);
+  sa::Store16(base + 32, at144);
+  sa::Store16(base + 48, at160);
+  const KelLanes lane104 = {k104 == 0 ? ~0u : 0, k104 == 1 ? ~0u : 0, k104 == 2 ? ~0u : 0,
+                            k104 == 3 ? ~0u : 0};
+  put(Block(kField104), at104 - (__builtin_shufflevector(was1, was1, 0, 0, 0, 0) & lane104));
+  put(Block(kReasons), sa::Pick(first, at128, at128 - was1));
+  put(Block(kReasons) + 1, at144 - was2);
+  put(Block(kReasons) + 2, at160 - was3);
+  put(Block(kIntervals), __builtin_shufflevector(now0 - was0, look(Block(kIntervals)), 2, 3, 6, 7));
 
-  // The copy: the counters at 104 and 132 and the fields at 20 and 24 (into 224 and 228) as
-  // differences; the rest as read.
-  sa::KelLanes copy[kLayerBlocks];
-  for (int k = 0; k < kLayerBlocks; ++k)
-    copy[k] = block[k];
-  sa::KelLanes& at104 = copy[Block(kField104)];
-  at104[k104] = interval[1][0];
-  copy[Block(kReasons)] = __builtin_shufflevector(block[Block(kReasons)], interval[1], 0, 5, 6, 7);
-  copy[Block(kReasons) + 1] = interval[2];
-  copy[Block(kReasons) + 2] = interval[3];
-  copy[Block(kIntervals)] = __builtin_shufflevector(interval[0], block[Block(kIntervals)], 2, 3,
-                                                    6, 7);
-  std::memcpy(dstLayer, copy, sizeof(copy));
-
-  // The held figures start afresh (what is already clear is left alone).
-  const sa::KelLanes& at32 = block[Block(offsetof(Layer, field_at_32))];
-  if (at32[Lane(offsetof(Layer, field_at_32))] != 0) sa::Store(&layer.field_at_32, 0u);
-  if ((at32[Lane(offsetof(Layer, field_at_36))] & 0xFFu) != 0) {
-    sa::Store(&layer.field_at_36, uint8_t{0});
-  }
+  // The held figures start afresh (when there is anything to clear).
+  static_assert(Lane(offsetof(Layer, field_at_32)) == 0 && offsetof(Layer, field_at_36) == 36 &&
+                    Lane(offsetof(Layer, heldMinimum)) == 2 && Lane(offsetof(Layer, field_at_192)) == 0,
+                "held figures in the lanes tested below");
   static_assert(offsetof(Layer, heldMaximum) == offsetof(Layer, heldMinimum) + 4 &&
                     offsetof(Layer, heldMinimum) % 8 == 0,
                 "minimum and maximum are one 64-bit word");
-  const sa::KelLanes& held = block[Block(offsetof(Layer, heldMinimum))];
-  if ((held[Lane(offsetof(Layer, heldMinimum))] | held[Lane(offsetof(Layer, heldMaximum))]) != 0)
-    sa::Zero(&layer.heldMinimum, 8);
-  if (block[Block(offsetof(Layer, field_at_192))][Lane(offsetof(Layer, field_at_192))] != 0)
-    sa::Store(&layer.field_at_192, 0u);
+  const KelLanes heldMask = {~0u, 0xFFu, 0, 0}, rangeMask = {0, 0, ~0u, ~0u};
+  const sa::KelPairs anyHeld = reinterpret_cast<sa::KelPairs>(
+      (at32 & heldMask) | (held & rangeMask) | (at192 & first));
+  if ((anyHeld[0] | anyHeld[1]) == 0) return;
+  sa::Store(&layer.field_at_32, 0u);
+  sa::Store(&layer.field_at_36, uint8_t{0});
+  sa::Zero(&layer.heldMinimum, 8);
+  sa::Store(&layer.field_at_192, 0u);
 }
 
 int32_t KelVideoStatisticInfo::GetTxMediaInfo(void* dst, bool reset) {
@@ -223,9 +234,9 @@ int32_t KelVideoStatisticInfo::GetTxMediaInfo(void* dst, bool reset) {
   // successive intervals add up exactly even while a writer runs.
   const int32_t layerCount = sa::Load(&m_txInfo.layerCount);
   const int layers = layerCount == 0 ? 0 : (layerCount < 1 ? 1 : LayersCovered(layerCount));
+  sa::CopyOut(copy, &m_txInfo, kTxSize);
   for (int i = 0; i < layers; ++i)
     reportLayer(copy + i * kLayerSize, i);
-  sa::CopyOut(copy + layers * kLayerSize, &m_txInfo.layers[layers], kTxSize - layers * kLayerSize);
   // The copy shows the layer count its intervals were made for.
   WriteCopy32(copy + offsetof(st_KelVideoTxStatisticsInfo, layerCount),
               static_cast<uint32_t>(layerCount));
