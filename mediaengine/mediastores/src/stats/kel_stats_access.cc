@@ -52,14 +52,6 @@ inline __attribute__((always_inline)) void CopyWordRange(unsigned char* to,
 
 #if defined(KEL_STATS_VECTOR_COPY)
 
-bool HasAvx2() {
-  static const bool hasAvx2 = [] {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx2") != 0;
-  }();
-  return hasAvx2;
-}
-
 struct Block32 {
   unsigned char bytes[32];
 };
@@ -103,6 +95,16 @@ __attribute__((target("avx2"))) void CopyOutAvx2(unsigned char* to, const unsign
 #endif  // KEL_STATS_VECTOR_COPY
 
 }  // namespace
+
+#if defined(KEL_STATS_VECTOR_COPY)
+bool HasAvx2() {
+  static const bool hasAvx2 = [] {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") != 0;
+  }();
+  return hasAvx2;
+}
+#endif
 
 void CopyOutWords(void* dst, const void* shared, size_t size) {
   CopyWordRange(static_cast<unsigned char*>(dst), static_cast<const unsigned char*>(shared), 0,

@@ -111,6 +111,11 @@ inline void Store64At(void* record, size_t position, uint64_t value) {
 // where the processor has AVX2 the words are read 32 bytes at a time (kel_stats_access.cc).
 void CopyOut(void* dst, const void* shared, size_t size);
 
+#if defined(KEL_STATS_VECTOR_MOVES)
+// Whether the processor has AVX2 (32-byte vector moves).
+bool HasAvx2();
+#endif
+
 // The same with single relaxed atomic loads, whatever the processor.
 void CopyOutWords(void* dst, const void* shared, size_t size);
 

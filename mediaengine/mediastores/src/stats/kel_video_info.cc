@@ -3,7 +3,7 @@
 #include <cstring>
 
 #if defined(__x86_64__)
-#include <emmintrin.h>
+#include <immintrin.h>
 #endif
 
 #include "mediaengine/mediastores/src/stats/kel_stats_access.h"
@@ -121,6 +121,166 @@ static_assert(offsetof(st_KelVideoLayerBaseline, field_at_20) == 8 &&
               "baseline blocks");
 constexpr int k20 = Lane(kField20), k104 = Lane(kField104);
 
+// Restarts the held figures of a layer: the fields at 32 and 36, the smallest and largest values
+// at 184 and 188, and the field at 192.
+void ClearHeld(Layer& layer) {
+  static_assert(offsetof(Layer, heldMaximum) == offsetof(Layer, heldMinimum) + 4 &&
+                    offsetof(Layer, heldMinimum) % 8 == 0,
+                "minimum and maximum are one 64-bit word");
+  sa::Store(&layer.field_at_32, 0u);
+  sa::Store(&layer.field_at_36, uint8_t{0});
+  sa::Zero(&layer.heldMinimum, 8);
+  sa::Store(&layer.field_at_192, 0u);
+}
+
+// One layer of a resetting read whose copy `dstLayer` already holds the layer as read: its blocks
+// with counters are read again and go to the copy with the interval differences in place, the
+// baseline moves on to the counters of that reading, and the held figures start afresh.
+void ReportLayerBlocks(unsigned char* dstLayer, Layer& layer, st_KelVideoLayerBaseline& baseline) {
+  using sa::KelLanes;
+  const unsigned char* from = reinterpret_cast<const unsigned char*>(&layer);
+  unsigned char* base = reinterpret_cast<unsigned char*>(&baseline);
+  auto put = [dstLayer](size_t block, KelLanes lanes) {
+    std::memcpy(dstLayer + 16 * block, &lanes, sizeof(lanes));
+  };
+  auto look = [from](size_t block) { return sa::Load16(from + 16 * block); };
+  const KelLanes at32 = look(Block(offsetof(Layer, field_at_32)));
+  const KelLanes held = look(Block(offsetof(Layer, heldMinimum)));
+  const KelLanes at192 = look(Block(offsetof(Layer, field_at_192)));
+
+  // The counters as read, in the baseline's layout, their differences since the baseline, and
+  // the baseline moved on to them. The baseline's last three blocks hold the reason counters in
+  // the lanes the layer's blocks at 128, 144 and 160 hold them; its lane 0 of those is the
+  // counter at 104, the layer's is the field at 128.
+  const KelLanes at20 = look(Block(kField20));
+  put(Block(kField20), at20);
+  const KelLanes at104 = look(Block(kField104));
+  const KelLanes at128 = look(Block(kReasons));
+  const KelLanes at144 = look(Block(kReasons) + 1);
+  const KelLanes at160 = look(Block(kReasons) + 2);
+  const KelLanes was0 = sa::Load16(base), was1 = sa::Load16(base + 16);
+  const KelLanes was2 = sa::Load16(base + 32), was3 = sa::Load16(base + 48);
+  const KelLanes now0 = __builtin_shufflevector(was0, at20, 0, 1, 4 + k20, 5 + k20);
+  const KelLanes first = {~0u, 0, 0, 0};  // lane 0 from the first operand of Pick, the rest not
+  const KelLanes now1 =
+      sa::Pick(first, __builtin_shufflevector(at104, at104, k104, k104, k104, k104), at128);
+  sa::Store16(base, now0);
+  sa::Store16(base + 16, now1);
+  sa::Store16(base + 32, at144);
+  sa::Store16(base + 48, at160);
+  const KelLanes lane104 = {k104 == 0 ? ~0u : 0, k104 == 1 ? ~0u : 0, k104 == 2 ? ~0u : 0,
+                            k104 == 3 ? ~0u : 0};
+  put(Block(kField104), at104 - (__builtin_shufflevector(was1, was1, 0, 0, 0, 0) & lane104));
+  put(Block(kReasons), sa::Pick(first, at128, at128 - was1));
+  put(Block(kReasons) + 1, at144 - was2);
+  put(Block(kReasons) + 2, at160 - was3);
+  put(Block(kIntervals), __builtin_shufflevector(now0 - was0, look(Block(kIntervals)), 2, 3, 6, 7));
+
+  // The held figures start afresh (when there is anything to clear).
+  static_assert(Lane(offsetof(Layer, field_at_32)) == 0 && offsetof(Layer, field_at_36) == 36 &&
+                    Lane(offsetof(Layer, heldMinimum)) == 2 &&
+                    Lane(offsetof(Layer, field_at_192)) == 0,
+                "held figures in the lanes tested below");
+  const KelLanes heldMask = {~0u, 0xFFu, 0, 0}, rangeMask = {0, 0, ~0u, ~0u};
+  const sa::KelPairs anyHeld = reinterpret_cast<sa::KelPairs>((at32 & heldMask) |
+                                                              (held & rangeMask) | (at192 & first));
+  if ((anyHeld[0] | anyHeld[1]) != 0) ClearHeld(layer);
+}
+
+#if defined(KEL_STATS_VECTOR_MOVES)
+
+struct Block32 {
+  unsigned char bytes[32];
+};
+
+// 32 bytes of shared memory at a 16-byte aligned address: every aligned eight-byte word is read
+// and written whole, by the processor's own moves (see kel_stats_access.h). Stores into the
+// reader's copy use them too, as single unaligned 32-byte moves.
+__attribute__((target("avx2"), always_inline)) inline __m256i Load32(const unsigned char* at) {
+  __m256i lanes;
+  asm volatile("vmovdqu %1, %0" : "=x"(lanes) : "m"(*reinterpret_cast<const Block32*>(at)));
+  return lanes;
+}
+__attribute__((target("avx2"), always_inline)) inline __m128i Load16Vex(const unsigned char* at) {
+  __m128i lanes;
+  asm volatile("vmovdqa %1, %0" : "=x"(lanes) : "m"(*reinterpret_cast<const sa::KelBlock16*>(at)));
+  return lanes;
+}
+__attribute__((target("avx2"), always_inline)) inline void Store32(unsigned char* at,
+                                                                    __m256i lanes) {
+  asm volatile("vmovdqu %1, %0" : "=m"(*reinterpret_cast<Block32*>(at)) : "x"(lanes));
+}
+__attribute__((target("avx2"), always_inline)) inline void Store16Vex(unsigned char* at,
+                                                                       __m128i lanes) {
+  asm volatile("vmovdqa %1, %0" : "=m"(*reinterpret_cast<sa::KelBlock16*>(at)) : "x"(lanes));
+}
+
+// Copies the 32 bytes at `at` of a shared layer into the reader's copy of it; returns them.
+__attribute__((target("avx2"), always_inline)) inline __m256i CopyPiece(unsigned char* dstLayer,
+                                                                         const unsigned char* from,
+                                                                         size_t at) {
+  const __m256i piece = Load32(from + at);
+  Store32(dstLayer + at, piece);
+  return piece;
+}
+
+// One layer of a resetting read in one pass, 32 bytes at a time: the layer is read once, and
+// that reading goes to the copy `dstLayer` with the interval differences in place while the
+// baseline moves on to its counters; then the held figures start afresh. Pieces of the layer:
+// [0] holds the fields at 20 and 24 in lanes 5 and 6, [1] the held fields at 32 and 36, [3] the
+// counter at 104 in lane 2, [4] the field at 128 and the reason counters 0-6, [5] the reason
+// counters 7-10 and the held minimum and maximum in lanes 6 and 7, [6] the field at 192; the
+// last 16 bytes open with the intervals at 224 and 228. The baseline is read as [-, -, 20, 24],
+// [104, reasons 0-6] (the lanes of piece 4) and [reasons 7-10] (the low lanes of piece 5).
+__attribute__((target("avx2"), always_inline)) inline void ReportLayerAvx2(
+    unsigned char* dstLayer, Layer& layer, st_KelVideoLayerBaseline& baseline) {
+  static_assert(kField20 == 20 && kField104 == 104 && kReasons == 132 && kIntervals == 224 &&
+                    offsetof(Layer, heldMinimum) == 184 && offsetof(Layer, field_at_192) == 192,
+                "pieces and lanes as described above");
+  unsigned char* from = reinterpret_cast<unsigned char*>(&layer);
+  unsigned char* base = reinterpret_cast<unsigned char*>(&baseline);
+  // Pieces without counters go to the copy as read; the held fields are tested on the way.
+  const __m128i head = _mm256_extracti128_si256(CopyPiece(dstLayer, from, 0), 1);  // 16 ... 28
+  bool held = !_mm256_testz_si256(CopyPiece(dstLayer, from, 32),
+                                  _mm256_setr_epi32(-1, 0xFF, 0, 0, 0, 0, 0, 0));
+  CopyPiece(dstLayer, from, 64);
+  held = held || !_mm256_testz_si256(CopyPiece(dstLayer, from, 192),
+                                     _mm256_setr_epi32(-1, 0, 0, 0, 0, 0, 0, 0));
+
+  // The counters as read, in the baseline's layout; the baseline moves on to them, and the
+  // pieces holding them go to the copy with their differences since the baseline in place.
+  const __m256i at96 = Load32(from + 96), at128 = Load32(from + 128), at160 = Load32(from + 160);
+  held = held || !_mm256_testz_si256(at160, _mm256_setr_epi32(0, 0, 0, 0, 0, 0, -1, -1));
+  const __m128i wasHead = Load16Vex(base);
+  const __m256i wasMiddle = Load32(base + 16);
+  const __m128i wasTail = Load16Vex(base + 48);
+  const __m128i nowHead = _mm_blend_epi32(wasHead, _mm_shuffle_epi32(head, 0x90), 0xC);
+  const __m256i nowMiddle = _mm256_blend_epi32(at128, _mm256_shuffle_epi32(at96, 0xAA), 1);
+  const __m128i nowTail = _mm256_castsi256_si128(at160);
+  Store16Vex(base, nowHead);
+  Store32(base + 16, nowMiddle);
+  Store16Vex(base + 48, nowTail);
+  const __m256i sinceMiddle = _mm256_sub_epi32(nowMiddle, wasMiddle);
+  Store32(dstLayer + 96, _mm256_blend_epi32(at96, _mm256_shuffle_epi32(sinceMiddle, 0), 0x04));
+  Store32(dstLayer + 128, _mm256_blend_epi32(at128, sinceMiddle, 0xFE));
+  Store32(dstLayer + 160,
+          _mm256_blend_epi32(at160, _mm256_castsi128_si256(_mm_sub_epi32(nowTail, wasTail)), 0xF));
+  const __m128i sinceHead = _mm_shuffle_epi32(_mm_sub_epi32(nowHead, wasHead), 0xEE);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(dstLayer + 224),
+                   _mm_blend_epi32(Load16Vex(from + 224), sinceHead, 0x3));
+  if (held) ClearHeld(layer);
+}
+
+// The first `count` layers of a resetting read, as above.
+__attribute__((target("avx2"))) void ReportLayersAvx2(unsigned char* copy, Layer* layers,
+                                                      st_KelVideoLayerBaseline* baselines,
+                                                      int count) {
+  for (int i = 0; i < count; ++i)
+    ReportLayerAvx2(copy + i * kLayerSize, layers[i], baselines[i]);
+}
+
+#endif  // KEL_STATS_VECTOR_MOVES
+
 }  // namespace
 
 int32_t mapToKELCodec(kel::KelVideoCodecType codecType) {
@@ -160,68 +320,6 @@ int32_t KelVideoStatisticInfo::GetRxMediaInfo(void*, bool) {
   return KEL_E_BADSTATE;
 }
 
-void KelVideoStatisticInfo::reportLayer(unsigned char* dstLayer, int index) {
-  using sa::KelLanes;
-  Layer& layer = m_txInfo.layers[index];
-  const unsigned char* from = reinterpret_cast<const unsigned char*>(&layer);
-  unsigned char* base = reinterpret_cast<unsigned char*>(&m_layerBaselines[index]);
-  auto put = [dstLayer](size_t block, KelLanes lanes) {
-    std::memcpy(dstLayer + 16 * block, &lanes, sizeof(lanes));
-  };
-  auto take = [from, &put](size_t block) {
-    const KelLanes lanes = sa::Load16(from + 16 * block);
-    put(block, lanes);
-    return lanes;
-  };
-  auto look = [from](size_t block) { return sa::Load16(from + 16 * block); };
-  const KelLanes at32 = look(Block(offsetof(Layer, field_at_32)));
-  const KelLanes held = look(Block(offsetof(Layer, heldMinimum)));
-  const KelLanes at192 = look(Block(offsetof(Layer, field_at_192)));
-
-  // The counters as read, in the baseline's layout, their differences since the baseline, and
-  // the baseline moved on to them. The baseline's last three blocks hold the reason counters in
-  // the lanes the layer's blocks at 128, 144 and 160 hold them; its lane 0 of those is the
-  // counter at 104, the layer's is the field at 128.
-  const KelLanes at20 = take(Block(kField20));
-  const KelLanes at104 = look(Block(kField104));
-  const KelLanes at128 = look(Block(kReasons));
-  const KelLanes at144 = look(Block(kReasons) + 1);
-  const KelLanes at160 = look(Block(kReasons) + 2);
-  const KelLanes was0 = sa::Load16(base), was1 = sa::Load16(base + 16);
-  const KelLanes was2 = sa::Load16(base + 32), was3 = sa::Load16(base + 48);
-  const KelLanes now0 = __builtin_shufflevector(was0, at20, 0, 1, 4 + k20, 5 + k20);
-  const KelLanes first = {~0u, 0, 0, 0};  // lane 0 from the first operand of Pick, the rest not
-  const KelLanes now1 =
-      sa::Pick(first, __builtin_shufflevector(at104, at104, k104, k104, k104, k104), at128);
-  sa::Store16(base, now0);
-  sa::Store16(base + 16, now1);
-  sa::Store16(base + 32, at144);
-  sa::Store16(base + 48, at160);
-  const KelLanes lane104 = {k104 == 0 ? ~0u : 0, k104 == 1 ? ~0u : 0, k104 == 2 ? ~0u : 0,
-                            k104 == 3 ? ~0u : 0};
-  put(Block(kField104), at104 - (__builtin_shufflevector(was1, was1, 0, 0, 0, 0) & lane104));
-  put(Block(kReasons), sa::Pick(first, at128, at128 - was1));
-  put(Block(kReasons) + 1, at144 - was2);
-  put(Block(kReasons) + 2, at160 - was3);
-  put(Block(kIntervals), __builtin_shufflevector(now0 - was0, look(Block(kIntervals)), 2, 3, 6, 7));
-
-  // The held figures start afresh (when there is anything to clear).
-  static_assert(Lane(offsetof(Layer, field_at_32)) == 0 && offsetof(Layer, field_at_36) == 36 &&
-                    Lane(offsetof(Layer, heldMinimum)) == 2 && Lane(offsetof(Layer, field_at_192)) == 0,
-                "held figures in the lanes tested below");
-  static_assert(offsetof(Layer, heldMaximum) == offsetof(Layer, heldMinimum) + 4 &&
-                    offsetof(Layer, heldMinimum) % 8 == 0,
-                "minimum and maximum are one 64-bit word");
-  const KelLanes heldMask = {~0u, 0xFFu, 0, 0}, rangeMask = {0, 0, ~0u, ~0u};
-  const sa::KelPairs anyHeld = reinterpret_cast<sa::KelPairs>(
-      (at32 & heldMask) | (held & rangeMask) | (at192 & first));
-  if ((anyHeld[0] | anyHeld[1]) == 0) return;
-  sa::Store(&layer.field_at_32, 0u);
-  sa::Store(&layer.field_at_36, uint8_t{0});
-  sa::Zero(&layer.heldMinimum, 8);
-  sa::Store(&layer.field_at_192, 0u);
-}
-
 int32_t KelVideoStatisticInfo::GetTxMediaInfo(void* dst, bool reset) {
   if (dst == nullptr) return KEL_E_BADSTATE;
   unsigned char* copy = static_cast<unsigned char*>(dst);
@@ -234,9 +332,18 @@ int32_t KelVideoStatisticInfo::GetTxMediaInfo(void* dst, bool reset) {
   // successive intervals add up exactly even while a writer runs.
   const int32_t layerCount = sa::Load(&m_txInfo.layerCount);
   const int layers = layerCount == 0 ? 0 : (layerCount < 1 ? 1 : LayersCovered(layerCount));
-  sa::CopyOut(copy, &m_txInfo, kTxSize);
-  for (int i = 0; i < layers; ++i)
-    reportLayer(copy + i * kLayerSize, i);
+#if defined(KEL_STATS_VECTOR_MOVES)
+  if (sa::HasAvx2()) {
+    ReportLayersAvx2(copy, m_txInfo.layers, m_layerBaselines, layers);
+    sa::CopyOut(copy + layers * kLayerSize, &m_txInfo.layers[layers],
+                kTxSize - layers * kLayerSize);
+  } else  // NOLINT(readability/braces)
+#endif
+  {
+    sa::CopyOut(copy, &m_txInfo, kTxSize);
+    for (int i = 0; i < layers; ++i)
+      ReportLayerBlocks(copy + i * kLayerSize, m_txInfo.layers[i], m_layerBaselines[i]);
+  }
   // The copy shows the layer count its intervals were made for.
   WriteCopy32(copy + offsetof(st_KelVideoTxStatisticsInfo, layerCount),
               static_cast<uint32_t>(layerCount));

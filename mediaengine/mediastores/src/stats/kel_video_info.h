@@ -91,11 +91,6 @@ class KelVideoStatisticInfo : public IKelVideoInfo,
   int32_t QueryInterface(const kel::_tagUUID& id, void** out) override;
 
  private:
-  // One layer of a resetting GetTxMediaInfo, in one pass over the layer: its copy in `dstLayer`
-  // with the interval differences in place, the baseline moved on to the counters as read, the
-  // held figures started afresh.
-  void reportLayer(unsigned char* dstLayer, int index);
-
   unsigned int m_callId;
   alignas(32) st_KelVideoTxStatisticsInfo m_txInfo;  // 32: whole-record reads, layers at 16
   st_KelVideoTxStatisticsInfo m_rxInfo;
