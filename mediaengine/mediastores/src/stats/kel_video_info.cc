@@ -81,16 +81,16 @@ void StoreAv1Text(char* field, size_t capacity, const char* text) {
   for (size_t n = 16; n == 16 && length < limit; length += n)
     n = CopyTextBlock(staged + length, source + length, limit - length);
   if (length > limit) length = limit;
-  staged[length] = '\0';
-  const size_t end = (length / 4 + 1) * 4;
-  // The terminator's word: the staged bytes up to the terminator, the field's own after it.
-  const uint32_t old = sa::Load(reinterpret_cast<const sa::KelWord32*>(field + end - 4));
+  // Whole words up to the terminator's, then that word: the characters before the terminator,
+  // the terminator, and the field's own bytes after it.
+  const size_t last = length / 4 * 4;
+  sa::CopyIn(field, staged, last);
+  auto* lastWord = reinterpret_cast<sa::KelWord32*>(field + last);
   uint32_t word;
-  std::memcpy(&word, staged + end - 4, 4);
-  const uint32_t ours = (2u << (8 * (length % 4) + 7)) - 1;  // the bytes up to the terminator
-  word = (word & ours) | (old & ~ours);
-  std::memcpy(staged + end - 4, &word, 4);
-  sa::CopyIn(field, staged, end);
+  std::memcpy(&word, staged + last, 4);
+  const uint32_t before = (1u << (8 * (length % 4))) - 1;
+  const uint32_t after = ~((2u << (8 * (length % 4) + 7)) - 1);
+  sa::Store(lastWord, (word & before) | (sa::Load(lastWord) & after));
 }
 
 // A resetting read's work on one layer, by 16-byte block of the layer (k) and 32-bit lane (j).
