@@ -80,19 +80,27 @@ void KelAudioStatisticInfo::resetTxLevels() {
 }
 
 bool KelAudioStatisticInfo::txLevelsAtReset() const {
-  // Compared as bits, so that a level of -0.0 is put back to 0.0.
+  // The levels fill bytes 60 to 95 and the field at 112 opens its block: four blocks compared as
+  // bits with their reset image (so that a level of -0.0 is put back to 0.0).
+  static_assert(offsetof(st_KelAudioTxStatisticsInfo, noiseLevel) == 60 &&
+                    offsetof(st_KelAudioTxStatisticsInfo, speechLevel) == 84 &&
+                    offsetof(st_KelAudioTxStatisticsInfo, field_at_112) == 112,
+                "levels in bytes 60 to 95");
   auto bits = [](float value) {
     uint32_t word;
     std::memcpy(&word, &value, sizeof(word));
     return word;
   };
-  uint32_t differ = sa::Load(&m_txInfo.field_at_112) ^ kResetField112;
-  for (int i = 0; i < 3; ++i) {
-    differ |= bits(sa::Load(&m_txInfo.noiseLevel[i])) ^ bits(kResetNoiseLevel);
-    differ |= bits(sa::Load(&m_txInfo.aecLevel[i])) ^ bits(kResetAecLevel);
-    differ |= bits(sa::Load(&m_txInfo.speechLevel[i])) ^ bits(kResetSpeechLevel);
-  }
-  return differ == 0;
+  const uint32_t noise = bits(kResetNoiseLevel), aec = bits(kResetAecLevel);
+  const uint32_t speech = bits(kResetSpeechLevel);
+  const sa::KelLanes at48 = {0, 0, 0, noise}, at64 = {noise, noise, aec, aec};
+  const sa::KelLanes at80 = {aec, speech, speech, speech}, at112 = {kResetField112, 0, 0, 0};
+  const sa::KelLanes mask48 = {0, 0, 0, ~0u}, mask112 = {~0u, 0, 0, 0};
+  const unsigned char* tx = reinterpret_cast<const unsigned char*>(&m_txInfo);
+  const sa::KelPairs differ = reinterpret_cast<sa::KelPairs>(
+      ((sa::Load16(tx + 48) ^ at48) & mask48) | (sa::Load16(tx + 64) ^ at64) |
+      (sa::Load16(tx + 80) ^ at80) | ((sa::Load16(tx + 112) ^ at112) & mask112));
+  return (differ[0] | differ[1]) == 0;
 }
 
 int32_t KelAudioStatisticInfo::UpdateTxMediaInfo(void* src) {

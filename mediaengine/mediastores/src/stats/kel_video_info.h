@@ -92,9 +92,9 @@ class KelVideoStatisticInfo : public IKelVideoInfo,
 
  private:
   unsigned int m_callId;
-  alignas(32) st_KelVideoTxStatisticsInfo m_txInfo;  // 32: whole-record reads, layers at 16
+  alignas(64) st_KelVideoTxStatisticsInfo m_txInfo;  // whole-record reads; layers at 16
   st_KelVideoTxStatisticsInfo m_rxInfo;
-  alignas(16) st_KelVideoLayerBaseline m_layerBaselines[kKelVideoLayerCount];
+  alignas(64) st_KelVideoLayerBaseline m_layerBaselines[kKelVideoLayerCount];
 };
 
 // The video statistics of a call's content (shared-screen) video; the same object.
