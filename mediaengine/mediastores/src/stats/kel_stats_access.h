@@ -7,8 +7,9 @@
 // aligned bytes is an ordinary move, so updates cost what a plain store costs, while concurrent
 // writers and readers stay well defined (and clean under ThreadSanitizer). Whole records move in
 // aligned eight-byte words (four-byte words at the edges), read through may_alias word types
-// because a record holds fields of many types. A copied record may therefore mix old and new
-// field values, but no field aligned to its own size is ever seen half-written.
+// because a record holds fields of many types, or in aligned vector blocks that read and write
+// each of their eight-byte words whole. A copied record may therefore mix old and new field
+// values, but no field aligned to its own size is ever seen half-written.
 #ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_STATS_ACCESS_H_
 #define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_STATS_ACCESS_H_
 
@@ -126,7 +127,8 @@ inline void CopyOutSmall(void* dst, const void* shared, size_t size) {
   const unsigned char* from = static_cast<const unsigned char*>(shared);
   size_t at = 0;
   if ((reinterpret_cast<uintptr_t>(from) & 4u) != 0 && size >= 4) {
-    const uint32_t word = __atomic_load_n(reinterpret_cast<const KelWord32*>(from), __ATOMIC_RELAXED);
+    const uint32_t word =
+        __atomic_load_n(reinterpret_cast<const KelWord32*>(from), __ATOMIC_RELAXED);
     std::memcpy(to, &word, 4);
     at = 4;
   }

@@ -59,8 +59,8 @@ inline size_t CopyTextBlock(char* staged, const char* text, size_t room) {
   if ((reinterpret_cast<uintptr_t>(text) & 4095u) <= 4096u - 16u) {
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(staged), block);
-    const unsigned ends = static_cast<unsigned>(
-        _mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_setzero_si128())));
+    const unsigned ends =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_setzero_si128())));
     return ends != 0 ? static_cast<size_t>(__builtin_ctz(ends)) : 16u;
   }
 #endif
@@ -93,8 +93,7 @@ void StoreAv1Text(char* field, size_t capacity, const char* text) {
   sa::Store(lastWord, (word & before) | (sa::Load(lastWord) & after));
 }
 
-// A resetting read's work on one layer, by 16-byte block of the layer (k) and 32-bit lane (j).
-constexpr int kLayerBlocks = sizeof(Layer) / 16;
+// A resetting read's work on one layer, by 16-byte block of the layer and 32-bit lane.
 constexpr size_t Block(size_t position) {
   return position / 16;
 }
@@ -105,7 +104,8 @@ static_assert(sizeof(Layer) % 16 == 0 && sizeof(st_KelVideoLayerBaseline) == 64,
 // The baseline is four blocks: [-, -, 20, 24], [104, 132, 136, 140], [144 ... 156], [160 ... 172]
 // (layer positions as last reported). The layer's blocks at 128, 144 and 160 hold the reason
 // counters at the same lanes as the baseline's last three blocks (its lane at 128 excepted).
-constexpr size_t kField20 = offsetof(Layer, field_at_20), kField24 = offsetof(Layer, idrRequestCount);
+constexpr size_t kField20 = offsetof(Layer, field_at_20),
+                 kField24 = offsetof(Layer, idrRequestCount);
 constexpr size_t kField104 = offsetof(Layer, configChangeCount);
 constexpr size_t kReasons = offsetof(Layer, idrReasonCount);
 constexpr size_t kIntervals = offsetof(Layer, field_at_20_interval);
@@ -182,8 +182,8 @@ void ReportLayerBlocks(unsigned char* dstLayer, Layer& layer, st_KelVideoLayerBa
                     Lane(offsetof(Layer, field_at_192)) == 0,
                 "held figures in the lanes tested below");
   const KelLanes heldMask = {~0u, 0xFFu, 0, 0}, rangeMask = {0, 0, ~0u, ~0u};
-  const sa::KelPairs anyHeld = reinterpret_cast<sa::KelPairs>((at32 & heldMask) |
-                                                              (held & rangeMask) | (at192 & first));
+  const sa::KelPairs anyHeld =
+      reinterpret_cast<sa::KelPairs>((at32 & heldMask) | (held & rangeMask) | (at192 & first));
   if ((anyHeld[0] | anyHeld[1]) != 0) ClearHeld(layer);
 }
 
@@ -207,18 +207,18 @@ __attribute__((target("avx2"), always_inline)) inline __m128i Load16Vex(const un
   return lanes;
 }
 __attribute__((target("avx2"), always_inline)) inline void Store32(unsigned char* at,
-                                                                    __m256i lanes) {
+                                                                   __m256i lanes) {
   asm volatile("vmovdqu %1, %0" : "=m"(*reinterpret_cast<Block32*>(at)) : "x"(lanes));
 }
 __attribute__((target("avx2"), always_inline)) inline void Store16Vex(unsigned char* at,
-                                                                       __m128i lanes) {
+                                                                      __m128i lanes) {
   asm volatile("vmovdqa %1, %0" : "=m"(*reinterpret_cast<sa::KelBlock16*>(at)) : "x"(lanes));
 }
 
 // Copies the 32 bytes at `at` of a shared layer into the reader's copy of it; returns them.
 __attribute__((target("avx2"), always_inline)) inline __m256i CopyPiece(unsigned char* dstLayer,
-                                                                         const unsigned char* from,
-                                                                         size_t at) {
+                                                                        const unsigned char* from,
+                                                                        size_t at) {
   const __m256i piece = Load32(from + at);
   Store32(dstLayer + at, piece);
   return piece;
