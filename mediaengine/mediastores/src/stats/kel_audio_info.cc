@@ -42,6 +42,17 @@ constexpr PayloadCodec kPayloadCodecs[] = {
     {KEL_AUDIO_PAYLOAD_DYNAMIC_107, 12},
 };
 
+// The same table indexed by payload type (0: not in the table), so that a lookup is one load.
+constexpr size_t kPayloadTypeCount = KEL_AUDIO_PAYLOAD_DYNAMIC_107 + 1;
+struct CodecByPayloadType {
+  constexpr CodecByPayloadType() : code() {
+    for (const PayloadCodec& entry : kPayloadCodecs)
+      code[entry.payloadType] = static_cast<int8_t>(entry.code);
+  }
+  int8_t code[kPayloadTypeCount];
+};
+constexpr CodecByPayloadType kCodecByPayloadType;
+
 // The 64-bit fields of the four-byte packed records, by byte position.
 constexpr size_t kTxField96 = offsetof(st_KelAudioTxStatisticsInfo, field_at_96);
 constexpr size_t kRxField132 = offsetof(st_KelAudioRxStatisticsInfo, field_at_132);
@@ -49,13 +60,10 @@ constexpr size_t kRxField132 = offsetof(st_KelAudioRxStatisticsInfo, field_at_13
 }  // namespace
 
 bool mapAudioPayloadTypeToKELCodec(KEL_AUDIO_PAYLOAD_TYPE payloadType, int32_t& code) {
-  for (const PayloadCodec& entry : kPayloadCodecs) {
-    if (entry.payloadType == payloadType) {
-      code = entry.code;
-      return true;
-    }
-  }
-  return false;
+  const uint32_t type = static_cast<uint32_t>(payloadType);
+  if (type >= kPayloadTypeCount || kCodecByPayloadType.code[type] == 0) return false;
+  code = kCodecByPayloadType.code[type];
+  return true;
 }
 
 KelAudioStatisticInfo::KelAudioStatisticInfo(unsigned int callId)
