@@ -230,4 +230,15 @@ TEST(VideoStatistics, Av1TextsAreCutAndTerminated) {
   EXPECT_EQ(Tx(v), Patch(kFresh, {F(1976, 2), F(1980, "xy\0defghijklmno"), second, F(1996, '\0')}));
 }
 
+// Texts that end near the end of a page are copied alike (and never read past their end).
+TEST(VideoStatistics, Av1TextsNearAPageEndAreCutAndTerminated) {
+  alignas(4096) static char pages[3 * 4096];
+  char *first = pages + 4096 - 6, *second = pages + 2 * 4096 - 4;
+  std::memcpy(first, "abcdefghijklmnopqrst", 21);
+  std::memcpy(second, "rst", 4);
+  Video v(21);
+  v.UpdateAV1Metrics(1, first, second);
+  EXPECT_EQ(Tx(v), Patch(kFresh, {F(1976, 1), F(1980, "abcdefghijklmno"), F(1996, "rst")}));
+}
+
 }  // namespace

@@ -20,6 +20,10 @@
 
 #include "mediastores/safe_lib.h"
 
+#if defined(__x86_64__)
+#include <emmintrin.h>
+#endif
+
 // Sanitizer builds move every word through the atomic builtins, so that the sanitizers see and
 // check each access; other x86-64 builds read and write sixteen-byte blocks with single aligned
 // vector moves, which read or write each aligned eight-byte word of the block whole.
@@ -119,6 +123,19 @@ bool HasAvx2();
 
 // The same with single relaxed atomic loads, whatever the processor.
 void CopyOutWords(void* dst, const void* shared, size_t size);
+
+#if defined(KEL_STATS_VECTOR_MOVES)
+// Sixteen bytes of a shared record at a four-byte aligned address, by one vector move (which
+// reads or writes each aligned word of the block whole).
+inline __m128i LoadUnaligned16(const void* shared) {
+  __m128i lanes;
+  asm volatile("movdqu %1, %0" : "=x"(lanes) : "m"(*static_cast<const KelBlock16*>(shared)));
+  return lanes;
+}
+inline void StoreUnaligned16(void* shared, __m128i lanes) {
+  asm volatile("movdqu %1, %0" : "=m"(*static_cast<KelBlock16*>(shared)) : "x"(lanes));
+}
+#endif
 
 // The same for the small records (a few hundred bytes), inline and in sixteen-byte blocks: words
 // up to 16-byte alignment, the blocks, then the last words.

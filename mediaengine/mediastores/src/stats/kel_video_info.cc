@@ -71,11 +71,40 @@ inline size_t CopyTextBlock(char* staged, const char* text, size_t room) {
 }
 
 // Copies up to capacity - 1 characters of `text` (null: empty) into the text field `field`
-// (capacity at most 64), terminated, in one bounded pass; the bytes after the terminator keep
-// their values, as a string copy leaves them. Only the words up to the terminator are written.
+// (capacity 16 or 64), terminated, in one bounded pass; the bytes after the terminator keep
+// their values, as a string copy leaves them. Only the words up to the terminator's are written.
 void StoreAv1Text(char* field, size_t capacity, const char* text) {
-  char staged[64 + 16];
+#if defined(KEL_STATS_VECTOR_MOVES)
+  // Sixteen characters at a time straight into the field, where the text cannot run into the next
+  // page: whole blocks before the terminator's, then that block merged with the field's own bytes
+  // after the terminator.
   const char* source = text != nullptr ? text : "";
+  if ((reinterpret_cast<uintptr_t>(source) & 4095u) <= 4096u - capacity) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i index = _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    for (size_t at = 0;; at += 16) {  // the last block (capacity 16 or 64) returns
+      const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + at));
+      const unsigned ends = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, zero)));
+      if (ends == 0 && at + 16 < capacity) {
+        sa::StoreUnaligned16(field + at, block);
+        continue;
+      }
+      const size_t cut = capacity - 1 - at;  // the terminator's place at the latest
+      const size_t first = ends != 0 ? static_cast<size_t>(__builtin_ctz(ends)) : cut;
+      const size_t length = first < cut ? first : cut;
+      const __m128i end = _mm_set1_epi8(static_cast<char>(length));
+      const __m128i chars = _mm_cmplt_epi8(index, end), kept = _mm_cmpgt_epi8(index, end);
+      const __m128i old = sa::LoadUnaligned16(field + at);
+      sa::StoreUnaligned16(field + at,
+                           _mm_or_si128(_mm_and_si128(block, chars), _mm_and_si128(old, kept)));
+      return;
+    }
+  }
+#endif
+  char staged[64 + 16];
+#if !defined(KEL_STATS_VECTOR_MOVES)
+  const char* source = text != nullptr ? text : "";
+#endif
   const size_t limit = capacity - 1;
   size_t length = 0;
   for (size_t n = 16; n == 16 && length < limit; length += n)
