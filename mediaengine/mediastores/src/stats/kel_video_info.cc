@@ -268,18 +268,21 @@ __attribute__((target("avx2"), always_inline)) inline void ReportLayerAvx2(
                 "pieces and lanes as described above");
   unsigned char* from = reinterpret_cast<unsigned char*>(&layer);
   unsigned char* base = reinterpret_cast<unsigned char*>(&baseline);
-  // Pieces without counters go to the copy as read; the held fields are tested on the way.
+  // Pieces without counters go to the copy as read.
   const __m128i head = _mm256_extracti128_si256(CopyPiece(dstLayer, from, 0), 1);  // 16 ... 28
-  bool held = !_mm256_testz_si256(CopyPiece(dstLayer, from, 32),
-                                  _mm256_setr_epi32(-1, 0xFF, 0, 0, 0, 0, 0, 0));
+  const __m256i at32 = CopyPiece(dstLayer, from, 32);
   CopyPiece(dstLayer, from, 64);
-  held = held || !_mm256_testz_si256(CopyPiece(dstLayer, from, 192),
-                                     _mm256_setr_epi32(-1, 0, 0, 0, 0, 0, 0, 0));
+  const __m256i at192 = CopyPiece(dstLayer, from, 192);
 
   // The counters as read, in the baseline's layout; the baseline moves on to them, and the
   // pieces holding them go to the copy with their differences since the baseline in place.
   const __m256i at96 = Load32(from + 96), at128 = Load32(from + 128), at160 = Load32(from + 160);
-  held = held || !_mm256_testz_si256(at160, _mm256_setr_epi32(0, 0, 0, 0, 0, 0, -1, -1));
+  // The held figures: at 32 and 36, the range in lanes 6 and 7 of the piece at 160, at 192.
+  const __m256i range = _mm256_setr_epi32(0, 0, 0, 0, 0, 0, -1, -1);
+  const __m256i held = _mm256_or_si256(
+      _mm256_and_si256(at32, _mm256_setr_epi32(-1, 0xFF, 0, 0, 0, 0, 0, 0)),
+      _mm256_or_si256(_mm256_and_si256(at160, range),
+                      _mm256_and_si256(at192, _mm256_setr_epi32(-1, 0, 0, 0, 0, 0, 0, 0))));
   const __m128i wasHead = Load16Vex(base);
   const __m256i wasMiddle = Load32(base + 16);
   const __m128i wasTail = Load16Vex(base + 48);
@@ -297,7 +300,7 @@ __attribute__((target("avx2"), always_inline)) inline void ReportLayerAvx2(
   const __m128i sinceHead = _mm_shuffle_epi32(_mm_sub_epi32(nowHead, wasHead), 0xEE);
   _mm_storeu_si128(reinterpret_cast<__m128i*>(dstLayer + 224),
                    _mm_blend_epi32(Load16Vex(from + 224), sinceHead, 0x3));
-  if (held) ClearHeld(layer);
+  if (!_mm256_testz_si256(held, held)) ClearHeld(layer);
 }
 
 // The first `count` layers of a resetting read, as above.
