@@ -1,5 +1,7 @@
-// Media statistics store: the cost of each kind of update, of the getters next to a memcpy of
-// the same size (the floor), and of a create/release of an existing key.
+// Media statistics store: the cost of each kind of update (each reports in the counter "fields"
+// how many record fields it writes), of the getters next to a memcpy of the same size (the
+// floor), and of a create/release of an existing key. Every figure runs for at least
+// kMinSeconds a repetition, so that its repetitions agree on a shared machine.
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -41,136 +43,159 @@ Objects& Get() {
   return objects;
 }
 
+// Seconds each repetition of every figure here runs at least.
+constexpr double kMinSeconds = 0.4;
+
+// The number of record fields an update writes, for the summary's bound per field.
+void Fields(benchmark::State& state, int count) {
+  state.counters["fields"] = count;
+}
+
 // ---- updates ----
 
 void BM_AudioUpdateTxBitRate(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   unsigned value = 0;
+  Fields(state, 1);
   for (auto _ : state)
     a->updateTxBitRate(++value);
 }
-BENCHMARK(BM_AudioUpdateTxBitRate);
+BENCHMARK(BM_AudioUpdateTxBitRate)->MinTime(kMinSeconds);
 
 void BM_AudioUpdateRxBitRate(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   unsigned value = 0;
+  Fields(state, 1);
   for (auto _ : state)
     a->updateRxBitRate(7, ++value);
 }
-BENCHMARK(BM_AudioUpdateRxBitRate);
+BENCHMARK(BM_AudioUpdateRxBitRate)->MinTime(kMinSeconds);
 
 void BM_AudioUpdateLevels(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   float value = 0;
+  Fields(state, 3);
   for (auto _ : state) {
     a->updateNoiseLevel(value, value + 1, value + 2);
     value += 1;
   }
 }
-BENCHMARK(BM_AudioUpdateLevels);
+BENCHMARK(BM_AudioUpdateLevels)->MinTime(kMinSeconds);
 
 void BM_AudioUpdatePayloadType(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
+  Fields(state, 1);
   for (auto _ : state)
     a->updatePayloadType(7, kelStore::KEL_AUDIO_PAYLOAD_DYNAMIC_107);
 }
-BENCHMARK(BM_AudioUpdatePayloadType);
+BENCHMARK(BM_AudioUpdatePayloadType)->MinTime(kMinSeconds);
 
 void BM_AudioUpdateSendCodecInfo(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   kelStore::st_KelAudioCodecStatisticsInfo codec{};
   codec.payloadType = kelStore::KEL_AUDIO_PAYLOAD_DYNAMIC_107;
+  Fields(state, 6);
   for (auto _ : state) {
     ++codec.field_at_16;
     a->updateSendCodecInfo(codec);
   }
 }
-BENCHMARK(BM_AudioUpdateSendCodecInfo);
+BENCHMARK(BM_AudioUpdateSendCodecInfo)->MinTime(kMinSeconds);
 
 void BM_AudioUpdateJitterBuffer(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   kelStore::st_KelAudioJitterBufferStatistics jb{};
+  Fields(state, 8);
   for (auto _ : state) {
     ++jb.field_at_40;
     a->updateJitterBufferStatistics(6, jb, 1, 2);
   }
 }
-BENCHMARK(BM_AudioUpdateJitterBuffer);
+BENCHMARK(BM_AudioUpdateJitterBuffer)->MinTime(kMinSeconds);
 
 void BM_AudioUpdateE2EDelay(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   unsigned value = 0;
+  Fields(state, 3);
   for (auto _ : state) {
     ++value;
     a->updateE2EDelayInfo(7, value, value + 1, value + 2);
   }
 }
-BENCHMARK(BM_AudioUpdateE2EDelay);
+BENCHMARK(BM_AudioUpdateE2EDelay)->MinTime(kMinSeconds);
 
 void BM_AudioUpdateAVSync(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   kel::_tagSyncStatistics sync{};
+  Fields(state, 30);  // the record's 30 words
   for (auto _ : state) {
     ++sync.values[0];
     a->updateAVSyncStatistics(7, sync);
   }
 }
-BENCHMARK(BM_AudioUpdateAVSync);
+BENCHMARK(BM_AudioUpdateAVSync)->MinTime(kMinSeconds);
 
 void BM_VideoUpdateFrameCount(benchmark::State& state) {
   IKelVideoInfo* v = Get().video;
   unsigned value = 0;
+  Fields(state, 1);
   for (auto _ : state)
     v->UpdateVideoEncFrameCnt(++value);
 }
-BENCHMARK(BM_VideoUpdateFrameCount);
+BENCHMARK(BM_VideoUpdateFrameCount)->MinTime(kMinSeconds);
 
 void BM_VideoUpdateBitrateFps(benchmark::State& state) {
   IKelVideoInfo* v = Get().video;
   unsigned value = 0;
+  Fields(state, 3);
   for (auto _ : state)
     v->UpdateVideoEncBitrateFps(++value, 30, 29.97f);
 }
-BENCHMARK(BM_VideoUpdateBitrateFps);
+BENCHMARK(BM_VideoUpdateBitrateFps)->MinTime(kMinSeconds);
 
 void BM_VideoUpdateNoiseLevel(benchmark::State& state) {
   IKelVideoInfo* v = Get().video;
   int value = 0;
+  Fields(state, 1);
   for (auto _ : state)
     v->UpdateNoiseLevel(++value);
 }
-BENCHMARK(BM_VideoUpdateNoiseLevel);
+BENCHMARK(BM_VideoUpdateNoiseLevel)->MinTime(kMinSeconds);
 
 void BM_VideoUpdateIdrSentAndReasons(benchmark::State& state) {
   Objects& o = Get();
   unsigned value = 0;
+  Fields(state, 13);
   for (auto _ : state)
     o.video->UpdateVideoEncIdrSentAndReasonCnt(++value, o.streams.data(), 2);
 }
-BENCHMARK(BM_VideoUpdateIdrSentAndReasons);
+BENCHMARK(BM_VideoUpdateIdrSentAndReasons)->MinTime(kMinSeconds);
 
 void BM_VideoUpdateOneLayer(benchmark::State& state) {
   Objects& o = Get();
   unsigned value = 0;
+  Fields(state, 30);
   for (auto _ : state)
     o.video->UpdateOneVideoLayerInfo(o.streams.data(), 2, false, ++value);
 }
-BENCHMARK(BM_VideoUpdateOneLayer);
+BENCHMARK(BM_VideoUpdateOneLayer)->MinTime(kMinSeconds);
 
 void BM_VideoUpdateStreamsInfo6(benchmark::State& state) {
   Objects& o = Get();
+  Fields(state, 1 + 6 * 14);  // the count, then 14 fields a layer
   for (auto _ : state)
     o.video->UpdateStreamsInfo(o.streams.data(), 6);
 }
-BENCHMARK(BM_VideoUpdateStreamsInfo6);
+BENCHMARK(BM_VideoUpdateStreamsInfo6)->MinTime(kMinSeconds);
 
 void BM_VideoUpdateAV1Metrics(benchmark::State& state) {
   IKelVideoInfo* v = Get().video;
   int value = 0;
+  Fields(state, 1 + 4 + 4);  // the value, then each text by the 32-bit words it fills
   for (auto _ : state)
     v->UpdateAV1Metrics(++value, "main-profile", "tiles=4,sb=64");
 }
-BENCHMARK(BM_VideoUpdateAV1Metrics);
+BENCHMARK(BM_VideoUpdateAV1Metrics)->MinTime(kMinSeconds);
 
 // ---- getters and their floors ----
 
@@ -196,9 +221,9 @@ void BM_Memcpy260(benchmark::State& state) {
 void BM_Memcpy2064(benchmark::State& state) {
   MemcpyFloor(state, 2064);
 }
-BENCHMARK(BM_Memcpy120);
-BENCHMARK(BM_Memcpy260);
-BENCHMARK(BM_Memcpy2064);
+BENCHMARK(BM_Memcpy120)->MinTime(kMinSeconds);
+BENCHMARK(BM_Memcpy260)->MinTime(kMinSeconds);
+BENCHMARK(BM_Memcpy2064)->MinTime(kMinSeconds);
 
 void BM_AudioGetTxMediaInfo(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
@@ -210,7 +235,7 @@ void BM_AudioGetTxMediaInfo(benchmark::State& state) {
     benchmark::ClobberMemory();
   }
 }
-BENCHMARK(BM_AudioGetTxMediaInfo)->ArgName("reset")->Arg(0)->Arg(1);
+BENCHMARK(BM_AudioGetTxMediaInfo)->ArgName("reset")->Arg(0)->Arg(1)->MinTime(kMinSeconds);
 
 void BM_AudioGetRxAudioInfo(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
@@ -224,7 +249,7 @@ void BM_AudioGetRxAudioInfo(benchmark::State& state) {
     benchmark::ClobberMemory();
   }
 }
-BENCHMARK(BM_AudioGetRxAudioInfo)->ArgName("reset")->Arg(0)->Arg(1);
+BENCHMARK(BM_AudioGetRxAudioInfo)->ArgName("reset")->Arg(0)->Arg(1)->MinTime(kMinSeconds);
 
 void BM_AudioGetAVSyncInfo(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
@@ -235,7 +260,7 @@ void BM_AudioGetAVSyncInfo(benchmark::State& state) {
     benchmark::ClobberMemory();
   }
 }
-BENCHMARK(BM_AudioGetAVSyncInfo);
+BENCHMARK(BM_AudioGetAVSyncInfo)->MinTime(kMinSeconds);
 
 void BM_VideoGetTxMediaInfo(benchmark::State& state) {
   IKelVideoInfo* v = Get().video;
@@ -247,7 +272,7 @@ void BM_VideoGetTxMediaInfo(benchmark::State& state) {
     benchmark::ClobberMemory();
   }
 }
-BENCHMARK(BM_VideoGetTxMediaInfo)->ArgName("reset")->Arg(0)->Arg(1);
+BENCHMARK(BM_VideoGetTxMediaInfo)->ArgName("reset")->Arg(0)->Arg(1)->MinTime(kMinSeconds);
 
 // ---- registry ----
 
@@ -261,7 +286,7 @@ void BM_CreateReleaseExistingKey(benchmark::State& state) {
         kelStore::releaseMediastoresEntity(kelStore::KEL_MEDIASTORES_AUDIO, kCallId, p));
   }
 }
-BENCHMARK(BM_CreateReleaseExistingKey);
+BENCHMARK(BM_CreateReleaseExistingKey)->MinTime(kMinSeconds);
 
 }  // namespace
 

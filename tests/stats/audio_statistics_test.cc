@@ -100,4 +100,27 @@ TEST(AudioStatistics, ResettingReadsAndInterface) {
   EXPECT_EQ(a.GetReference(), 1u);
 }
 
+// A resetting read puts back each level and the field at 112 when it alone is off its reset
+// value (bit for bit: -0.0 is not 0.0), and clears the receive field at 128 when it alone is set.
+TEST(AudioStatistics, ResettingReadsRestoreEachFieldOnItsOwn) {
+  Audio a(12);
+  const Image reset = Patch(Image(260, 0), kResetLevels);
+  Image out(260);
+  for (const Field& level : kResetLevels) {
+    for (const float value : {1.0f, -0.0f}) {
+      Image changed = Patch(reset, {F(level.position, value)});
+      ASSERT_EQ(a.UpdateTxMediaInfo(changed.data()), KEL_S_OK);
+      ASSERT_EQ(a.GetTxMediaInfo(out.data(), true), KEL_S_OK);
+      ASSERT_EQ(a.GetTxMediaInfo(out.data(), false), KEL_S_OK);
+      EXPECT_EQ(out, reset) << level.position << " " << value;
+    }
+  }
+  kelStore::st_KelAudioJitterBufferStatistics jb{};
+  jb.field_at_16 = 3;
+  a.updateJitterBufferStatistics(2, jb, 0, 0);
+  ASSERT_EQ(a.GetRxAudioInfo(out.data(), 2, true), KEL_S_OK);
+  ASSERT_EQ(a.GetRxAudioInfo(out.data(), 2, false), KEL_S_OK);
+  EXPECT_EQ(out, Image(260, 0));
+}
+
 }  // namespace

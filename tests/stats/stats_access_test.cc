@@ -18,6 +18,9 @@ TEST(StatsAccess, CopiesMoveExactlyTheirBytesAtEveryAlignmentAndSize) {
       Image out(size + 2, 0xEE), words(size);
       sa::CopyOut(out.data() + 1, shared + at, size);  // into any alignment
       sa::CopyOutWords(words.data(), shared + at, size);
+      Image small(size);
+      sa::CopyOutSmall(small.data(), shared + at, size);
+      EXPECT_EQ(small, expected) << at << " " << size;
       EXPECT_EQ(out, Patch(Image(size + 2, 0xEE), {Field{1, expected}})) << at << " " << size;
       EXPECT_EQ(words, expected) << at << " " << size;
       sa::CopyIn(shared + at, source.data(), size);

@@ -184,6 +184,42 @@ TEST(VideoStatistics, ResettingReadsReportIntervalDifferences) {
   EXPECT_EQ(layer(read(5, 15, 9, 8), 0)[0], 3u);
 }
 
+// Every counter a resetting read reports (the fields at 20 and 24 into 224 and 228, the counter
+// at 104, the 11 reason counters) is a difference since the previous resetting read on each layer
+// in use; the rest is reported as read. The held range is cleared when it alone is held.
+TEST(VideoStatistics, ResettingReadsDifferenceEveryCounterOfEveryLayerInUse) {
+  Video v(21);
+  Streams streams = kStreams;
+  auto feed = [&](uint32_t step) {
+    for (int n = 0; n < 6; ++n) {
+      auto& s = streams[n];
+      s.field_at_84 += step * (n + 1), s.idrRequestCount += step * (n + 2);
+      s.configChangeCount += step * (n + 3);
+      for (int k = 0; k < 11; ++k)
+        s.idrReasonCount[k] += step * (n + k + 4);
+      s.field_at_96 = 0, s.field_at_100 = 0, s.field_at_308 = 0;  // only the range is held
+      v.UpdateOneVideoLayerInfo(streams.data(), n, false, 1);
+      v.UpdateVideoEncIdrSentAndReasonCnt(0, streams.data(), n);
+    }
+  };
+  v.UpdateStreamsInfo(streams.data(), 5);
+  feed(1);
+  Tx(v, true);
+  feed(3);
+  const Image before = Tx(v);
+  std::vector<Field> intervals;
+  for (uint32_t n = 0; n < 5; ++n) {
+    intervals.insert(intervals.end(), {F(L(n, 224), 3 * (n + 1)), F(L(n, 228), 3 * (n + 2)),
+                                       F(L(n, 104), 3 * (n + 3))});
+    for (uint32_t k = 0; k < 11; ++k)
+      intervals.push_back(F(L(n, 132 + 4 * k), 3 * (n + k + 4)));
+  }
+  EXPECT_EQ(Tx(v, true), Patch(before, intervals));
+  const Image after = Tx(v);
+  for (int n = 0; n < 6; ++n)
+    EXPECT_EQ(ReadAt<uint64_t>(after, L(n, 184)), n < 5 ? 0 : ReadAt<uint64_t>(before, L(n, 184)));
+}
+
 TEST(VideoStatistics, Av1TextsAreCutAndTerminated) {
   Video v(21);
   v.UpdateAV1Metrics(1, "abcdefghijklmnopqrst", std::string(80, 'x').c_str());
@@ -192,6 +228,17 @@ TEST(VideoStatistics, Av1TextsAreCutAndTerminated) {
   // Like a string copy, only the text and its terminator are written; null is an empty text.
   v.UpdateAV1Metrics(2, "xy", nullptr);
   EXPECT_EQ(Tx(v), Patch(kFresh, {F(1976, 2), F(1980, "xy\0defghijklmno"), second, F(1996, '\0')}));
+}
+
+// Texts that end near the end of a page are copied alike (and never read past their end).
+TEST(VideoStatistics, Av1TextsNearAPageEndAreCutAndTerminated) {
+  alignas(4096) static char pages[3 * 4096];
+  char *first = pages + 4096 - 6, *second = pages + 2 * 4096 - 4;
+  std::memcpy(first, "abcdefghijklmnopqrst", 21);
+  std::memcpy(second, "rst", 4);
+  Video v(21);
+  v.UpdateAV1Metrics(1, first, second);
+  EXPECT_EQ(Tx(v), Patch(kFresh, {F(1976, 1), F(1980, "abcdefghijklmno"), F(1996, "rst")}));
 }
 
 }  // namespace

@@ -42,6 +42,17 @@ constexpr PayloadCodec kPayloadCodecs[] = {
     {KEL_AUDIO_PAYLOAD_DYNAMIC_107, 12},
 };
 
+// The same table indexed by payload type (0: not in the table), so that a lookup is one load.
+constexpr size_t kPayloadTypeCount = KEL_AUDIO_PAYLOAD_DYNAMIC_107 + 1;
+struct CodecByPayloadType {
+  constexpr CodecByPayloadType() : code() {
+    for (const PayloadCodec& entry : kPayloadCodecs)
+      code[entry.payloadType] = static_cast<int8_t>(entry.code);
+  }
+  int8_t code[kPayloadTypeCount];
+};
+constexpr CodecByPayloadType kCodecByPayloadType;
+
 // The 64-bit fields of the four-byte packed records, by byte position.
 constexpr size_t kTxField96 = offsetof(st_KelAudioTxStatisticsInfo, field_at_96);
 constexpr size_t kRxField132 = offsetof(st_KelAudioRxStatisticsInfo, field_at_132);
@@ -49,13 +60,10 @@ constexpr size_t kRxField132 = offsetof(st_KelAudioRxStatisticsInfo, field_at_13
 }  // namespace
 
 bool mapAudioPayloadTypeToKELCodec(KEL_AUDIO_PAYLOAD_TYPE payloadType, int32_t& code) {
-  for (const PayloadCodec& entry : kPayloadCodecs) {
-    if (entry.payloadType == payloadType) {
-      code = entry.code;
-      return true;
-    }
-  }
-  return false;
+  const uint32_t type = static_cast<uint32_t>(payloadType);
+  if (type >= kPayloadTypeCount || kCodecByPayloadType.code[type] == 0) return false;
+  code = kCodecByPayloadType.code[type];
+  return true;
 }
 
 KelAudioStatisticInfo::KelAudioStatisticInfo(unsigned int callId)
@@ -79,6 +87,30 @@ void KelAudioStatisticInfo::resetTxLevels() {
   sa::Store(&m_txInfo.field_at_112, kResetField112);
 }
 
+bool KelAudioStatisticInfo::txLevelsAtReset() const {
+  // The levels fill bytes 60 to 95 and the field at 112 opens its block: four blocks compared as
+  // bits with their reset image (so that a level of -0.0 is put back to 0.0).
+  static_assert(offsetof(st_KelAudioTxStatisticsInfo, noiseLevel) == 60 &&
+                    offsetof(st_KelAudioTxStatisticsInfo, speechLevel) == 84 &&
+                    offsetof(st_KelAudioTxStatisticsInfo, field_at_112) == 112,
+                "levels in bytes 60 to 95");
+  auto bits = [](float value) {
+    uint32_t word;
+    std::memcpy(&word, &value, sizeof(word));
+    return word;
+  };
+  const uint32_t noise = bits(kResetNoiseLevel), aec = bits(kResetAecLevel);
+  const uint32_t speech = bits(kResetSpeechLevel);
+  const sa::KelLanes at48 = {0, 0, 0, noise}, at64 = {noise, noise, aec, aec};
+  const sa::KelLanes at80 = {aec, speech, speech, speech}, at112 = {kResetField112, 0, 0, 0};
+  const sa::KelLanes mask48 = {0, 0, 0, ~0u}, mask112 = {~0u, 0, 0, 0};
+  const unsigned char* tx = reinterpret_cast<const unsigned char*>(&m_txInfo);
+  const sa::KelPairs differ = reinterpret_cast<sa::KelPairs>(
+      ((sa::Load16(tx + 48) ^ at48) & mask48) | (sa::Load16(tx + 64) ^ at64) |
+      (sa::Load16(tx + 80) ^ at80) | ((sa::Load16(tx + 112) ^ at112) & mask112));
+  return (differ[0] | differ[1]) == 0;
+}
+
 int32_t KelAudioStatisticInfo::UpdateTxMediaInfo(void* src) {
   if (src == nullptr) return KEL_E_BADSTATE;
   // The bounds-checked copy refuses a source that overlaps the record (one that starts inside
@@ -94,8 +126,9 @@ int32_t KelAudioStatisticInfo::UpdateRxMediaInfo(void*) {
 
 int32_t KelAudioStatisticInfo::GetTxMediaInfo(void* dst, bool reset) {
   if (dst == nullptr) return KEL_E_BADSTATE;
-  sa::CopyOut(dst, &m_txInfo, kTxSize);
-  if (reset) resetTxLevels();
+  sa::CopyOutSmall(dst, &m_txInfo, kTxSize);
+  // Levels already at their reset values are not written again.
+  if (reset && !txLevelsAtReset()) resetTxLevels();
   return KEL_S_OK;
 }
 
@@ -219,15 +252,18 @@ void KelAudioStatisticInfo::updateAVSyncStatistics(int index,
 int32_t KelAudioStatisticInfo::GetRxAudioInfo(void* dst, int index, bool reset) {
   st_KelAudioRxStatisticsInfo* rx = rxRecord(index);
   if (dst == nullptr || rx == nullptr) return KEL_E_BADSTATE;
-  sa::CopyOut(dst, rx, kRxSize);
-  if (reset) sa::Zero(reinterpret_cast<unsigned char*>(rx) + kRxClearedAt, kRxClearedSize);
+  sa::CopyOutSmall(dst, rx, kRxSize);
+  if (reset && (sa::Load(&rx->field_at_120) | sa::Load(&rx->field_at_124) |
+                sa::Load(&rx->field_at_128)) != 0) {
+    sa::Zero(reinterpret_cast<unsigned char*>(rx) + kRxClearedAt, kRxClearedSize);
+  }
   return KEL_S_OK;
 }
 
 int32_t KelAudioStatisticInfo::GetAVSyncInfo(void* dst, int index) {
   const unsigned int slot = static_cast<unsigned int>(index);
   if (dst == nullptr || slot >= kKelAudioStreamCount) return KEL_E_BADSTATE;
-  sa::CopyOut(dst, &m_syncInfo[slot], kSyncSize);
+  sa::CopyOutSmall(dst, &m_syncInfo[slot], kSyncSize);
   return KEL_S_OK;
 }
 

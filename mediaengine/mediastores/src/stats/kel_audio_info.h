@@ -67,9 +67,10 @@ class KelAudioStatisticInfo : public IKelAudioInfo,
   int32_t QueryInterface(const kel::_tagUUID& id, void** out) override;
 
  private:
-  // A receive record placed four bytes into an eight-byte aligned slot, so that its 64-bit field
-  // at 132 is eight-byte aligned in memory and is never seen half-written by a racing reader.
-  struct alignas(8) RxSlot {
+  // A receive record placed four bytes into a 16-byte aligned slot, so that its 64-bit field at
+  // 132 is eight-byte aligned in memory and is never seen half-written by a racing reader, and
+  // reads move the record in aligned 16-byte blocks.
+  struct alignas(16) RxSlot {
     uint32_t lead;
     st_KelAudioRxStatisticsInfo record;
   };
@@ -78,11 +79,13 @@ class KelAudioStatisticInfo : public IKelAudioInfo,
   st_KelAudioRxStatisticsInfo* rxRecord(int index);
   // Sets the levels and the field at 112 to their reset values.
   void resetTxLevels();
+  // Whether the levels and the field at 112 hold their reset values, bit for bit.
+  bool txLevelsAtReset() const;
 
   unsigned int m_callId;
   alignas(32) st_KelAudioTxStatisticsInfo m_txInfo;  // 32: whole-record reads, 64-bit at 96
   RxSlot m_rxInfo[kKelAudioStreamCount];
-  kel::_tagSyncStatistics m_syncInfo[kKelAudioStreamCount];
+  alignas(16) kel::_tagSyncStatistics m_syncInfo[kKelAudioStreamCount];
 };
 
 // The audio statistics of a call's content (shared-screen) audio; the same object.

@@ -7,19 +7,10 @@
 #include <immintrin.h>
 #endif
 
-// Sanitizer builds read every word through the atomic builtins, so that the sanitizers see and
-// check each access. Other x86-64 builds read records 32 bytes at a time when the processor has
-// AVX2: compilers never widen atomic loads, and word by word a 2 KiB video record costs several
-// times a memcpy of it.
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-#define KEL_STATS_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
-#define KEL_STATS_SANITIZED 1
-#endif
-#endif
-
-#if defined(__x86_64__) && !defined(KEL_STATS_SANITIZED)
+// Outside sanitizer builds (kel_stats_access.h), x86-64 builds read large records 32 bytes at a
+// time when the processor has AVX2: compilers never widen atomic loads, and word by word a 2 KiB
+// video record costs several times a memcpy of it.
+#if defined(KEL_STATS_VECTOR_MOVES)
 #define KEL_STATS_VECTOR_COPY 1
 #endif
 
@@ -60,14 +51,6 @@ inline __attribute__((always_inline)) void CopyWordRange(unsigned char* to,
 }
 
 #if defined(KEL_STATS_VECTOR_COPY)
-
-bool HasAvx2() {
-  static const bool hasAvx2 = [] {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx2") != 0;
-  }();
-  return hasAvx2;
-}
 
 struct Block32 {
   unsigned char bytes[32];
@@ -112,6 +95,16 @@ __attribute__((target("avx2"))) void CopyOutAvx2(unsigned char* to, const unsign
 #endif  // KEL_STATS_VECTOR_COPY
 
 }  // namespace
+
+#if defined(KEL_STATS_VECTOR_COPY)
+bool HasAvx2() {
+  static const bool hasAvx2 = [] {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") != 0;
+  }();
+  return hasAvx2;
+}
+#endif
 
 void CopyOutWords(void* dst, const void* shared, size_t size) {
   CopyWordRange(static_cast<unsigned char*>(dst), static_cast<const unsigned char*>(shared), 0,

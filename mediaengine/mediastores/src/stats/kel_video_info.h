@@ -91,23 +91,10 @@ class KelVideoStatisticInfo : public IKelVideoInfo,
   int32_t QueryInterface(const kel::_tagUUID& id, void** out) override;
 
  private:
-  // The counters of one layer that a resetting read reports as intervals.
-  struct LayerReading {
-    uint32_t field20;
-    uint32_t idrRequestCount;
-    uint32_t configChangeCount;
-    uint32_t idrReasonCount[kKelVideoIdrReasonCount];
-  };
-  void readLayer(int index, LayerReading& reading) const;
-  // Writes layer `index`'s interval figures from `reading` into the reader's copy `dstLayer`,
-  // moves the baseline on to `reading` and restarts the held figures (one layer of a resetting
-  // GetTxMediaInfo).
-  void reportLayerInterval(unsigned char* dstLayer, int index, const LayerReading& reading);
-
   unsigned int m_callId;
-  alignas(32) st_KelVideoTxStatisticsInfo m_txInfo;  // 32: whole-record reads
+  alignas(64) st_KelVideoTxStatisticsInfo m_txInfo;  // whole-record reads; layers at 16
   st_KelVideoTxStatisticsInfo m_rxInfo;
-  alignas(8) st_KelVideoLayerBaseline m_layerBaselines[kKelVideoLayerCount];
+  alignas(64) st_KelVideoLayerBaseline m_layerBaselines[kKelVideoLayerCount];
 };
 
 // The video statistics of a call's content (shared-screen) video; the same object.
