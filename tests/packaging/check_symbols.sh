@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Checks the dynamic symbols of libmediastores.so: the plain entry points are exported unmangled,
-# the timer instantiations are exported, every export carries the version node MEDIASTORES_1.0,
+# the timer instantiations are exported, every export carries the version node MEDIASTORES_2.0,
 # and no internal class leaks out.
 # Usage: check_symbols.sh <libmediastores.so> <include/mediastores dir>
 set -u
@@ -8,12 +8,12 @@ lib=$1
 include_dir=$2
 versioned=$(nm -D --defined-only "$lib" | awk '$2 != "A" {print $3}')
 raw=$(sed 's/@.*//' <<<"$versioned")
-demangled=$(nm -DC --defined-only "$lib" | awk '$2 != "A"' | cut -d' ' -f3- | sed 's/@@MEDIASTORES_1\.0$//')
+demangled=$(nm -DC --defined-only "$lib" | awk '$2 != "A"' | cut -d' ' -f3- | sed 's/@@MEDIASTORES_2\.0$//')
 failures=0
 
-unversioned=$(grep -v -- '@@MEDIASTORES_1\.0$' <<<"$versioned")
+unversioned=$(grep -v -- '@@MEDIASTORES_2\.0$' <<<"$versioned")
 if [ -n "$unversioned" ]; then
-  echo "exports without the version node MEDIASTORES_1.0:"
+  echo "exports without the version node MEDIASTORES_2.0:"
   echo "$unversioned" | head -10
   failures=$((failures + 1))
 fi
