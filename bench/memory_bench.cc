@@ -171,52 +171,46 @@ const char* KeyPrefix(int64_t keyLength) {
 
 // ---- configuration store ----
 
-// Stores of new calls, each with the registry's entry for it.
-void BM_Memory_EmptyStore(benchmark::State& state) {
-  constexpr uint32_t kFirstCall = 500000;
+// Creates `state.range(0)` stores of new calls from `firstCall` on, each with its registry entry,
+// runs `fill` on each, and reports the heap they hold as `bytes_per_<what>`; then releases and
+// cleans them up and reports what is left.
+template <typename Fill>
+void MeasureStores(benchmark::State& state, uint32_t firstCall, const char* what, Fill fill) {
   const int64_t count = state.range(0);
   for (auto _ : state) {
     std::vector<IKelConfig*> stores(static_cast<size_t>(count), nullptr);
     const Heap before = Heap::Now();
-    for (int64_t i = 0; i < count; ++i)
-      kelStore::CreateKelConfig(kFirstCall + static_cast<uint32_t>(i), &stores[i]);
+    for (int64_t i = 0; i < count; ++i) {
+      kelStore::CreateKelConfig(firstCall + static_cast<uint32_t>(i), &stores[i]);
+      fill(stores[i]);
+    }
     const Heap after = Heap::Now();
     for (int64_t i = 0; i < count; ++i) {
       kelStore::ReleaseKelConfig(stores[i]);
-      kelStore::CleanUpKelConfig(kFirstCall + static_cast<uint32_t>(i));
+      kelStore::CleanUpKelConfig(firstCall + static_cast<uint32_t>(i));
     }
-    Report(state, "store", before, after, count);
+    Report(state, what, before, after, count);
     ReportLeft(state, before, Heap::Now(), count);
   }
+}
+
+// Stores of new calls, each with the registry's entry for it.
+void BM_Memory_EmptyStore(benchmark::State& state) {
+  MeasureStores(state, 500000, "store", [](IKelConfig*) {});
 }
 BENCHMARK(BM_Memory_EmptyStore)->Arg(1000)->Iterations(1)->Repetitions(1);
 
 // Stores of new calls, each with its registry entry and one group in use: one integer value.
 void BM_Memory_OneGroupStore(benchmark::State& state) {
-  constexpr uint32_t kFirstCall = 700000;
-  const int64_t count = state.range(0);
-  for (auto _ : state) {
-    std::vector<IKelConfig*> stores(static_cast<size_t>(count), nullptr);
-    const Heap before = Heap::Now();
-    for (int64_t i = 0; i < count; ++i) {
-      kelStore::CreateKelConfig(kFirstCall + static_cast<uint32_t>(i), &stores[i]);
-      stores[i]->SetKelConfig(kelStore::kGroupVideo, "fps", ConfigData(30));
-    }
-    const Heap after = Heap::Now();
-    for (int64_t i = 0; i < count; ++i) {
-      kelStore::ReleaseKelConfig(stores[i]);
-      kelStore::CleanUpKelConfig(kFirstCall + static_cast<uint32_t>(i));
-    }
-    Report(state, "store", before, after, count);
-    ReportLeft(state, before, Heap::Now(), count);
-  }
+  MeasureStores(state, 700000, "store", [](IKelConfig* store) {
+    store->SetKelConfig(kelStore::kGroupVideo, "fps", ConfigData(30));
+  });
 }
 BENCHMARK(BM_Memory_OneGroupStore)->Arg(1000)->Iterations(1)->Repetitions(1);
 
 // What mediastores-demo sets in each call's store: its default document's 21 values, as
 // texts, in six groups (the subscriptions and helpers of the demo's modules not counted).
 void BM_Memory_DemoCallStore(benchmark::State& state) {
-  constexpr uint32_t kFirstCall = 800000;
   struct Setting {
     kelStore::KelConfigGroup group;
     const char* name;
@@ -245,23 +239,10 @@ void BM_Memory_DemoCallStore(benchmark::State& state) {
       {kelStore::kGroupTransmission, "MaxBandwidthKbps", "2500"},
       {kelStore::kGroupTransmission, "CongestionBelowKbps", "600"},
   };
-  const int64_t count = state.range(0);
-  for (auto _ : state) {
-    std::vector<IKelConfig*> stores(static_cast<size_t>(count), nullptr);
-    const Heap before = Heap::Now();
-    for (int64_t i = 0; i < count; ++i) {
-      kelStore::CreateKelConfig(kFirstCall + static_cast<uint32_t>(i), &stores[i]);
-      for (const Setting& setting : kSettings)
-        stores[i]->SetKelConfig(setting.group, setting.name, ConfigData(setting.value));
-    }
-    const Heap after = Heap::Now();
-    for (int64_t i = 0; i < count; ++i) {
-      kelStore::ReleaseKelConfig(stores[i]);
-      kelStore::CleanUpKelConfig(kFirstCall + static_cast<uint32_t>(i));
-    }
-    Report(state, "call", before, after, count);
-    ReportLeft(state, before, Heap::Now(), count);
-  }
+  MeasureStores(state, 800000, "call", [](IKelConfig* store) {
+    for (const Setting& setting : kSettings)
+      store->SetKelConfig(setting.group, setting.name, ConfigData(setting.value));
+  });
 }
 BENCHMARK(BM_Memory_DemoCallStore)->Arg(1000)->Iterations(1)->Repetitions(1);
 

@@ -286,49 +286,21 @@ void Value::ClearContainer() noexcept {
 // The numeric views. An integer's narrower views keep its low bits (the unsigned view is 0 for a
 // negative number); a float's or double's integer views are truncated and saturated.
 int Value::ToInt() const {
-  switch (mHeld) {
-    case IntVal:
-    case UIntVal:
-    case Int64Val:
-      return static_cast<int>(mPayload.integer);
-    case FloatVal:
-      return SaturatingCast<int>(static_cast<double>(mPayload.single));
-    case DoubleVal:
-      return SaturatingCast<int>(mPayload.number);
-    default:
-      return 0;
-  }
+  if (IsInteger(mHeld)) return static_cast<int>(mPayload.integer);
+  return IsNumeric(mHeld) ? SaturatingCast<int>(ToDouble()) : 0;
 }
 
 unsigned int Value::ToUInt() const {
-  switch (mHeld) {
-    case IntVal:
-    case UIntVal:
-    case Int64Val:
-      return mPayload.integer >= 0 ? static_cast<unsigned int>(mPayload.integer) : 0;
-    case FloatVal:
-    case DoubleVal: {
-      const double value = ToDouble();
-      return value >= 0 ? SaturatingCast<unsigned int>(value) : 0;
-    }
-    default:
-      return 0;
+  if (IsInteger(mHeld)) {
+    return mPayload.integer >= 0 ? static_cast<unsigned int>(mPayload.integer) : 0;
   }
+  const double value = ToDouble();
+  return value >= 0 ? SaturatingCast<unsigned int>(value) : 0;
 }
 
 long long Value::ToInt64() const {
-  switch (mHeld) {
-    case IntVal:
-    case UIntVal:
-    case Int64Val:
-      return mPayload.integer;
-    case FloatVal:
-      return SaturatingCast<long long>(static_cast<double>(mPayload.single));
-    case DoubleVal:
-      return SaturatingCast<long long>(mPayload.number);
-    default:
-      return 0;
-  }
+  if (IsInteger(mHeld)) return mPayload.integer;
+  return IsNumeric(mHeld) ? SaturatingCast<long long>(ToDouble()) : 0;
 }
 
 float Value::ToFloat() const {
