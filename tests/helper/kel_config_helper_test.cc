@@ -2,6 +2,7 @@
 // store, store references. (Refusals and their lines: badinput/helper_bad_input_test.cc.)
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <thread>
 #include <utility>
@@ -141,6 +142,32 @@ TEST_F(KelConfigHelperTest, OneHelperSharedByFourThreads) {
     EXPECT_NE(shared.SubscribeConfig("a", kNoop, kGroupAudio), 0u);  // free again
   }
   EXPECT_EQ(kObservers(), 0u);
+}
+
+// Threads that give a helper without a store its first records in the same groups at once: each
+// group keeps one name map holding every thread's record, and all of them go live when the store
+// comes.
+TEST_F(KelConfigHelperTest, FirstRecordsOfAGroupFromManyThreadsAllGoLive) {
+  constexpr int kThreads = 4;
+  for (int round = 0; round < 20; ++round) {
+    KelConfigHelper helper;
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&, t] {
+        const std::string name = "k" + std::to_string(t);
+        ready.fetch_add(1);
+        while (ready.load() < kThreads) {
+        }
+        for (uint32_t g = 0; g < kGroupLast; ++g)
+          helper.SubscribeConfig(name.c_str(), kNoop, static_cast<KelConfigGroup>(g));
+      });
+    }
+    for (std::thread& thread : threads)
+      thread.join();
+    ASSERT_EQ(helper.SetCallId(kCall), KEL_S_OK);
+    ASSERT_EQ(kObservers(), uint32_t{kThreads * kGroupLast}) << "round " << round;
+  }
 }
 
 }  // namespace

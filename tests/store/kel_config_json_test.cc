@@ -69,6 +69,11 @@ TEST(KelConfigJsonTest, ApplyTellsObserversAndTracesTheText) {
   EXPECT_EQ(capture.CountContaining("kelStore::KelConfig::ApplyKelConfigs [cid=11], szJsonConfig=" +
                                     document + " [this=" + storetest::PointerText(&store) + "]"),
             2);
+  // Each text is set as it reads, whichever text was applied before it.
+  const std::string other = "{\"Audio\":[" + Entry("codec", "g722") + "]}";
+  EXPECT_EQ(store.ApplyKelConfigs(other.c_str()), KEL_S_OK);
+  EXPECT_EQ(store.ApplyKelConfigs(document.c_str()), KEL_S_OK);
+  EXPECT_EQ(seen, (std::vector<std::string>{"->opus", "opus->g722", "g722->opus"}));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // KelConfig's JSON dump and apply of configuration documents; the shape of a document and the walk
 // that applies it are in config_document.h.
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -7,9 +8,48 @@
 #include "mediaengine/mediastores/src/config/kel_config_store.h"
 #include "mediastores/json/json.h"
 #include "mediastores/result_codes.h"
+#include "platform/mutex.h"
+#include "platform/thread_annotations.h"
 #include "platform/trace.h"
 
 namespace kelStore {
+namespace {
+
+// A document's text with its walk.
+struct WalkedDocument {
+  explicit WalkedDocument(const char* source) : text(source), walk(text) {}
+  const std::string text;
+  const ConfigDocument walk;
+};
+
+// The walk of the last document applied. An engine applies one document to call after call, and
+// the walk of a text is always the same, so a text like the last one is not read again.
+class LastWalkedDocument {
+ public:
+  std::shared_ptr<const WalkedDocument> Of(const char* text) {
+    std::shared_ptr<const WalkedDocument> last;
+    {
+      COxMutexGuard<COxStdMutex> guard(m_lock);
+      last = m_last;
+    }
+    if (last != nullptr && last->text == text) return last;
+    auto made = std::make_shared<const WalkedDocument>(text);
+    COxMutexGuard<COxStdMutex> guard(m_lock);
+    m_last = made;
+    return made;
+  }
+
+ private:
+  COxStdMutex m_lock;
+  std::shared_ptr<const WalkedDocument> m_last MS_GUARDED_BY(m_lock);
+};
+
+LastWalkedDocument& LastWalked() {
+  static LastWalkedDocument last;
+  return last;
+}
+
+}  // namespace
 
 json::Array KelConfig::getConfigsJsonArray(KelConfigGroup group) {
   json::Array entries;
@@ -41,7 +81,8 @@ int32_t KelConfig::ApplyKelConfigs(const char* szJsonConfig) {
 
   // Walk, then set what the walk found: with a fault, what comes before it is still set (there
   // is no rollback) and the answer is KEL_E_BADSTATE.
-  const ConfigDocument document(szJsonConfig);
+  const std::shared_ptr<const WalkedDocument> walked = LastWalked().Of(szJsonConfig);
+  const ConfigDocument& document = walked->walk;
   // Through the store's own interface, so subscribers are told as for any set; an entry the set
   // refuses (an empty name) is skipped.
   IKelConfig* const self = this;

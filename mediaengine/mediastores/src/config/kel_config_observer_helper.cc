@@ -32,7 +32,7 @@ SubscribeId_t KelConfigObserverHelper::Remember(const char* signature, KelConfig
     KEL_TRACE_AS(0, signature, "Error parameters" << TraceThis{this});
     return 0;
   }
-  atomMap<std::string, ConfigEventHandler::Ptr>& names = m_nameMaps[group];
+  atomMap<std::string, ConfigEventHandler::Ptr>& names = m_nameMaps.Used(group);
   ConfigEventHandler::Ptr record;
   Callback toForward;
   {
@@ -95,14 +95,15 @@ int32_t KelConfigObserverHelper::UnsubscribeConfig(SubscribeId_t id) {
   const ConfigEventHandler::Ptr record = m_idMap.GetErase(id);
   if (!record) return KEL_E_BADSTATE;
   if (m_pIKelConfig != nullptr) m_pIKelConfig->UnsubscribeConfig(id);
-  if (record->group < kGroupLast) {
+  atomMap<std::string, ConfigEventHandler::Ptr>* names =
+      record->group < kGroupLast ? m_nameMaps.IfUsed(record->group) : nullptr;
+  if (names != nullptr) {
     COxMutexGuard<COxStdMutex> guard(m_recordsLock);
-    atomMap<std::string, ConfigEventHandler::Ptr>& names = m_nameMaps[record->group];
     ConfigEventHandler::Ptr found;
-    if (names.Get(record->name, found) && (record->onChanged || record->onInvoke)) {
+    if (names->Get(record->name, found) && (record->onChanged || record->onInvoke)) {
       record->onChanged = nullptr;
       record->onInvoke = nullptr;
-      names.Erase(record->name);
+      names->Erase(record->name);
     }
   }
   return KEL_S_OK;
@@ -114,7 +115,8 @@ int32_t KelConfigObserverHelper::UnsubscribeConfig(const char* name, KelConfigGr
     return KEL_E_INVALIDARG;
   }
   ConfigEventHandler::Ptr record;
-  if (!m_nameMaps[group].Get(name, record)) {
+  const atomMap<std::string, ConfigEventHandler::Ptr>* names = m_nameMaps.IfUsed(group);
+  if (names == nullptr || !names->Get(name, record)) {
     KEL_TRACE_ERROR("Failed" << TraceThis{this});
     return KEL_E_BADSTATE;
   }
@@ -143,8 +145,10 @@ void KelConfigObserverHelper::Clean() {
 void KelConfigObserverHelper::ReSubscribeConfig() {
   for (uint32_t g = 0; g < kGroupLast; ++g) {
     const auto group = static_cast<KelConfigGroup>(g);
-    atomMap<std::string, ConfigEventHandler::Ptr> pending(m_nameMaps[g]);
-    m_nameMaps[g].Clear();
+    atomMap<std::string, ConfigEventHandler::Ptr>* names = m_nameMaps.IfUsed(g);
+    if (names == nullptr) continue;  // the group never had a record
+    atomMap<std::string, ConfigEventHandler::Ptr> pending(*names);
+    names->Clear();
     ConfigEventHandler::Ptr record;
     while (pending.PopFirst(record)) {
       fnConfigChangedCallBack onChanged;

@@ -9,6 +9,7 @@
 
 #include "mediaengine/mediastores/src/config/atom_map.h"
 #include "mediaengine/mediastores/src/config/config_event_handler.h"
+#include "mediaengine/mediastores/src/config/lazy_slots.h"
 #include "mediastores/kel_config.h"
 #include "mediastores/kel_config_group.h"
 #include "mediastores/thread.h"
@@ -78,8 +79,8 @@ class KelConfigObserverHelper {
   COxStdMutex m_recordsLock;
   // Live records by store id.
   atomMap<SubscribeId_t, std::shared_ptr<ConfigEventHandler>> m_idMap;
-  // Every record by name, one map per usable group.
-  atomMap<std::string, std::shared_ptr<ConfigEventHandler>> m_nameMaps[kGroupLast];
+  // Every record by name, one map per usable group, made when the group first gets a record.
+  LazySlots<atomMap<std::string, std::shared_ptr<ConfigEventHandler>>, kGroupLast> m_nameMaps;
   IKelConfig* m_pIKelConfig = nullptr;
 };
 
