@@ -40,24 +40,11 @@ KelConfig::KelConfig(uint32_t callId) : callId(callId) {
 
 KelConfig::~KelConfig() {
   KEL_TRACE_INFO(TraceCid{callId} << TraceThis{this});
-  // Values first, then observer lists, the later groups before the earlier ones.
+  // Values first, then (as m_groups goes) observer lists, the later groups before the earlier
+  // ones.
   for (size_t g = kGroupLast; g-- > 0;) {
-    if (GroupParts* parts = m_groups[g].load(std::memory_order_acquire)) parts->values.Clear();
+    if (GroupParts* parts = m_groups.IfUsed(g)) parts->values.Clear();
   }
-  for (size_t g = kGroupLast; g-- > 0;)
-    delete m_groups[g].load(std::memory_order_acquire);
-}
-
-KelConfig::GroupParts& KelConfig::usedGroup(KelConfigGroup group) {
-  GroupParts* parts = m_groups[group].load(std::memory_order_acquire);
-  if (parts != nullptr) return *parts;
-  auto made = std::make_unique<GroupParts>();
-  // On a lost race `parts` receives the winner's parts and ours go unused.
-  if (m_groups[group].compare_exchange_strong(parts, made.get(), std::memory_order_acq_rel,
-                                              std::memory_order_acquire)) {
-    return *made.release();
-  }
-  return *parts;
 }
 
 KelConfig::ObserverMgr& KelConfig::watchers(KelConfigGroup group) {

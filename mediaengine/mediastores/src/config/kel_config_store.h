@@ -10,6 +10,7 @@
 #include "mediaengine/mediastores/src/config/atom_map.h"
 #include "mediaengine/mediastores/src/config/config_event_handler.h"
 #include "mediaengine/mediastores/src/config/kel_config_observer_mgr.h"
+#include "mediaengine/mediastores/src/config/lazy_slots.h"
 #include "mediastores/config_data.h"
 #include "mediastores/json/value.h"
 #include "mediastores/kel_config.h"
@@ -109,14 +110,10 @@ class KelConfig : public IKelConfig {
   // above 12. Walks the group's values under their lock.
   json::Array getConfigsJsonArray(KelConfigGroup group);
 
-  // The parts of a usable group, made on first use: when two threads use a new group at once,
-  // one set of parts is published and the other thread's is thrown away before anything was put
-  // in it.
-  GroupParts& usedGroup(KelConfigGroup group);
+  // The parts of a usable group, made on first use.
+  GroupParts& usedGroup(KelConfigGroup group) { return m_groups.Used(group); }
   // The parts of a usable group that was used, or null; never makes them.
-  GroupParts* groupIfUsed(KelConfigGroup group) const {
-    return m_groups[group].load(std::memory_order_acquire);
-  }
+  GroupParts* groupIfUsed(KelConfigGroup group) const { return m_groups.IfUsed(group); }
   ObserverMgr& observers(KelConfigGroup group) { return usedGroup(group).observers; }
   ValueMap& values(KelConfigGroup group) { return usedGroup(group).values; }
   // The observer list of a usable group for a walk: a list shared by every unused group, never
@@ -132,9 +129,9 @@ class KelConfig : public IKelConfig {
   std::atomic<SubscribeId_t> m_subscribeId{0};
   // Every live subscription and binding by id.
   atomMap<SubscribeId_t, std::shared_ptr<ConfigEventHandler>> m_handlers;
-  // Each usable group's observer list and value map, null until the group is first used; set
-  // once, then kept until the store goes.
-  std::atomic<GroupParts*> m_groups[kGroupLast] = {};
+  // Each usable group's observer list and value map, made when the group is first used, then
+  // kept until the store goes.
+  LazySlots<GroupParts, kGroupLast> m_groups;
   bool cleaned = false;
 };
 

@@ -13,9 +13,10 @@ template <class T, size_t N>
 class LazySlots {
  public:
   LazySlots() = default;
+  // The objects go in reverse slot order, as an array's elements would.
   ~LazySlots() {
-    for (std::atomic<T*>& slot : m_slots)
-      delete slot.load(std::memory_order_acquire);
+    for (size_t i = N; i-- > 0;)
+      delete m_slots[i].load(std::memory_order_acquire);
   }
   LazySlots(const LazySlots&) = delete;
   LazySlots& operator=(const LazySlots&) = delete;
