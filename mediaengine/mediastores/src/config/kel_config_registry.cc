@@ -106,54 +106,47 @@ struct SlabAllocator {
   }
 };
 
-// One call's entry: its count and its store. A store made by CreateKelConfig enters with count
-// 2: one for its creator, one for the call's CleanUpKelConfig. Each further create adds 1;
-// ReleaseKelConfig and CleanUpKelConfig subtract 1 and erase the entry when the count was below 2
-// before. The registry is the store's only owner.
-struct RegistryEntry {
-  int32_t count;
-  std::unique_ptr<KelConfig> store;
-};
-typedef std::map<uint32_t, RegistryEntry, std::less<uint32_t>,
-                 SlabAllocator<std::pair<const uint32_t, RegistryEntry>>>
+// The registry in call-id order: each call's store, owned here and destroyed with its entry.
+// Changed only when a call enters or leaves; the counts are kept in the call-id index, so that
+// another reference of a registered call touches neither the map nor the store.
+typedef std::map<uint32_t, std::unique_ptr<KelConfig>, std::less<uint32_t>,
+                 SlabAllocator<std::pair<const uint32_t, std::unique_ptr<KelConfig>>>>
     KelConfigRegistry;
 
-// Entries of g_mapConfigs by a 64-bit key: an open-addressing table (linear probing, at most
-// half full) of plain slots, where one lookup usually reads one cache line instead of walking
-// the map. Changed together with the map; its storage goes when it empties.
-class EntryIndex {
+// A table of small slots found by a 64-bit key: open addressing with linear probing, at most
+// half full, so that one lookup usually reads one cache line of a dense table instead of a map
+// node. A Slot is empty while its `store` is null, and gives its key with Key(). Its storage
+// goes when it empties.
+template <class Slot>
+class SlotTable {
  public:
-  using Entry = KelConfigRegistry::iterator;
-
-  // The entry of `key`, or null.
-  const Entry* Find(uint64_t key) const {
+  // The slot of `key`, or null.
+  Slot* Find(uint64_t key) {
     if (m_size == 0) return nullptr;
     for (size_t i = Home(key);; i = (i + 1) & m_mask) {
-      if (m_slots[i].key == key) return &m_slots[i].entry;
-      if (m_slots[i].key == kNoKey) return nullptr;
+      if (m_slots[i].store == nullptr) return nullptr;
+      if (m_slots[i].Key() == key) return &m_slots[i];
     }
   }
   // Makes sure that the next Add finds room (it may throw std::bad_alloc, Add does not).
   void MakeRoom() {
     if (2 * (m_size + 1) > m_slots.size()) Grow();
   }
-  // Adds `key`, which is not in the index, after MakeRoom.
-  void Add(uint64_t key, Entry entry) noexcept {
-    size_t i = Home(key);
-    while (m_slots[i].key != kNoKey)
+  // Adds `slot`, whose key is not in the table, after MakeRoom.
+  void Add(const Slot& slot) noexcept {
+    size_t i = Home(slot.Key());
+    while (m_slots[i].store != nullptr)
       i = (i + 1) & m_mask;
-    m_slots[i] = Slot{key, entry};
+    m_slots[i] = slot;
     ++m_size;
   }
-  // Removes `key`, which is in the index.
-  void Remove(uint64_t key) {
-    size_t hole = Home(key);
-    while (m_slots[hole].key != key)
-      hole = (hole + 1) & m_mask;
+  // Removes `slot`, a slot of this table.
+  void Remove(Slot* slot) {
+    size_t hole = static_cast<size_t>(slot - m_slots.data());
     // Moves back every later slot of the run that may sit in the hole, so that no probe stops
     // at a hole before its own slot.
-    for (size_t i = (hole + 1) & m_mask; m_slots[i].key != kNoKey; i = (i + 1) & m_mask) {
-      const size_t home = Home(m_slots[i].key);
+    for (size_t i = (hole + 1) & m_mask; m_slots[i].store != nullptr; i = (i + 1) & m_mask) {
+      const size_t home = Home(m_slots[i].Key());
       if (((i - home) & m_mask) >= ((i - hole) & m_mask)) {
         m_slots[hole] = m_slots[i];
         hole = i;
@@ -170,13 +163,6 @@ class EntryIndex {
   }
 
  private:
-  // Neither a 32-bit call id nor a store's address.
-  static constexpr uint64_t kNoKey = ~uint64_t{0};
-  struct Slot {
-    uint64_t key = kNoKey;
-    Entry entry{};
-  };
-
   size_t Home(uint64_t key) const {
     // Fibonacci hashing: consecutive call ids and aligned addresses spread over the table.
     return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 32) & m_mask;
@@ -187,7 +173,7 @@ class EntryIndex {
     m_mask = m_slots.size() - 1;
     m_size = 0;
     for (const Slot& slot : old) {
-      if (slot.key != kNoKey) Add(slot.key, slot.entry);  // at most half full: room enough
+      if (slot.store != nullptr) Add(slot);  // at most half full: room enough
     }
   }
 
@@ -196,30 +182,45 @@ class EntryIndex {
   size_t m_size = 0;
 };
 
+// A registered call: its count and the store handed out for it. A store made by
+// CreateKelConfig enters with count 2: one for its creator, one for the call's
+// CleanUpKelConfig. Each further create adds 1; ReleaseKelConfig and CleanUpKelConfig subtract
+// 1 and erase the call when the count was below 2 before.
+struct CallSlot {
+  uint32_t callId = 0;
+  int32_t count = 0;
+  IKelConfig* store = nullptr;
+  uint64_t Key() const { return callId; }
+};
+// A handed-out store and the call it is registered under.
+struct StoreSlot {
+  IKelConfig* store = nullptr;
+  uint32_t callId = 0;
+  uint64_t Key() const { return reinterpret_cast<uintptr_t>(store); }
+};
+
 // Held for the whole of each registry function, including the construction and destruction of
 // stores (a store's destructor takes none of the registry's locks). The exported functions take
 // it themselves; their declarations in the public header cannot name it to say so.
 COxStdMutex g_mutex;
 KelConfigRegistry g_mapConfigs MS_GUARDED_BY(g_mutex);
-// The same entries by call id (what CreateKelConfig and CleanUpKelConfig look up) and by store
-// pointer, as the IKelConfig* handed out (what ReleaseKelConfig looks up: a store is registered
-// under one call id only, so this finds the entry a walk of the map in call-id order would).
-EntryIndex g_callIndex MS_GUARDED_BY(g_mutex);
-EntryIndex g_storeIndex MS_GUARDED_BY(g_mutex);
+// The same calls by call id, with their counts (what CreateKelConfig and CleanUpKelConfig look
+// up), and by store pointer, as the IKelConfig* handed out (what ReleaseKelConfig looks up: a
+// store is registered under one call id only, so this finds the call a walk of the map in
+// call-id order would).
+SlotTable<CallSlot> g_callIndex MS_GUARDED_BY(g_mutex);
+SlotTable<StoreSlot> g_storeIndex MS_GUARDED_BY(g_mutex);
 
-uint64_t StoreKey(const IKelConfig* store) {
-  return reinterpret_cast<uintptr_t>(store);
-}
-
-// Takes one count off an entry and erases it when the count was below 2 before; the store goes
+// Takes one count off a call and erases it when the count was below 2 before; the store goes
 // with the entry. Returns the new count.
-int32_t DropReference(KelConfigRegistry::iterator entry) MS_REQUIRES(g_mutex) {
-  const int32_t before = entry->second.count;
-  entry->second.count = before - 1;
+int32_t DropReference(CallSlot* call) MS_REQUIRES(g_mutex) {
+  const int32_t before = call->count;
+  call->count = before - 1;
   if (before < 2) {
-    g_storeIndex.Remove(StoreKey(entry->second.store.get()));
-    g_callIndex.Remove(entry->first);
-    g_mapConfigs.erase(entry);
+    const uint32_t callId = call->callId;
+    g_storeIndex.Remove(g_storeIndex.Find(reinterpret_cast<uintptr_t>(call->store)));
+    g_callIndex.Remove(call);
+    g_mapConfigs.erase(callId);
   }
   return before - 1;
 }
@@ -234,11 +235,10 @@ int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
   COxMutexGuard lock(g_mutex);
   if (*ppConfig != nullptr) return KEL_E_INVALIDARG;
 
-  if (const EntryIndex::Entry* found = g_callIndex.Find(callId)) {
-    const KelConfigRegistry::iterator entry = *found;
+  if (CallSlot* const call = g_callIndex.Find(callId)) {
     // Deliberately also for a call that was already cleaned up.
-    entry->second.count += 1;
-    *ppConfig = entry->second.store.get();
+    call->count += 1;
+    *ppConfig = call->store;
     return KEL_S_OK;
   }
   auto store = std::make_unique<KelConfig>(callId);
@@ -246,9 +246,9 @@ int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
   // Room first: once the map holds the entry, nothing below can fail.
   g_callIndex.MakeRoom();
   g_storeIndex.MakeRoom();
-  const auto entry = g_mapConfigs.emplace(callId, RegistryEntry{2, std::move(store)}).first;
-  g_callIndex.Add(callId, entry);
-  g_storeIndex.Add(StoreKey(handedOut), entry);
+  g_mapConfigs.emplace(callId, std::move(store));
+  g_callIndex.Add(CallSlot{callId, 2, handedOut});
+  g_storeIndex.Add(StoreSlot{handedOut, callId});
   *ppConfig = handedOut;
   return KEL_S_OK;
 }
@@ -256,13 +256,12 @@ int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
 int32_t ReleaseKelConfig(IKelConfig* pConfig) {
   if (pConfig == nullptr) return KEL_E_INVALIDARG;
   COxMutexGuard lock(g_mutex);
-  // A store is registered under one call id only, so the index finds the same entry as a walk
+  // A store is registered under one call id only, so the index finds the same call as a walk
   // of the registry in call-id order would.
-  const EntryIndex::Entry* indexed = g_storeIndex.Find(StoreKey(pConfig));
+  const StoreSlot* const indexed = g_storeIndex.Find(reinterpret_cast<uintptr_t>(pConfig));
   if (indexed == nullptr) return KEL_E_FAIL;
-  const KelConfigRegistry::iterator entry = *indexed;
-  const uint32_t callId = entry->first;
-  const int32_t counts = DropReference(entry);
+  const uint32_t callId = indexed->callId;
+  const int32_t counts = DropReference(g_callIndex.Find(callId));
   KEL_TRACE_INFO(TraceCid{callId} << ", counts=" << counts);
   return KEL_S_OK;
 }
@@ -270,13 +269,13 @@ int32_t ReleaseKelConfig(IKelConfig* pConfig) {
 int32_t CleanUpKelConfig(uint32_t callId) {
   KEL_FUNC_TRACER("kelStore::CleanUpKelConfig", 881, ", callId=" << callId);
   COxMutexGuard lock(g_mutex);
-  const EntryIndex::Entry* found = g_callIndex.Find(callId);
-  if (found == nullptr) return KEL_E_FAIL;
-  const KelConfigRegistry::iterator entry = *found;
+  CallSlot* const call = g_callIndex.Find(callId);
+  if (call == nullptr) return KEL_E_FAIL;
+  KelConfig* const store = static_cast<KelConfig*>(call->store);
   // A call is cleaned up once; a second clean-up leaves the count alone.
-  if (entry->second.store->IsCleaned()) return KEL_E_FAIL;
-  entry->second.store->SetCleaned();
-  const int32_t counts = DropReference(entry);
+  if (store->IsCleaned()) return KEL_E_FAIL;
+  store->SetCleaned();
+  const int32_t counts = DropReference(call);
   KEL_TRACE_INFO(", callId=" << callId << ", counts=" << counts);
   return KEL_S_OK;
 }
@@ -285,7 +284,8 @@ void DestroyKelConfig() {
   KEL_FUNC_TRACER("kelStore::DestroyKelConfig", 902, "");
   COxMutexGuard lock(g_mutex);
   for (const auto& entry : g_mapConfigs) {
-    KEL_TRACE_INFO(", callId=" << entry.first << ", counts=" << entry.second.count);
+    KEL_TRACE_INFO(", callId=" << entry.first
+                               << ", counts=" << g_callIndex.Find(entry.first)->count);
   }
   // Dropped in call-id order, whatever the counts.
   g_callIndex.Clear();
@@ -316,8 +316,8 @@ int32_t GetKelConfigValueEx(uint32_t group, const char* name, ConfigData& out, u
 
 int32_t GetKelConfigCountForUT(uint32_t callId) {
   COxMutexGuard lock(g_mutex);
-  const auto entry = g_mapConfigs.find(callId);
-  return entry == g_mapConfigs.end() ? -1 : entry->second.count;
+  const CallSlot* const call = g_callIndex.Find(callId);
+  return call == nullptr ? -1 : call->count;
 }
 
 }  // namespace kelStore
