@@ -106,17 +106,17 @@ struct SlabAllocator {
   }
 };
 
-// The registry in call-id order: each call's store, owned here and destroyed with its entry.
-// Changed only when a call enters or leaves; the counts are kept in the call-id index, so that
-// another reference of a registered call touches neither the map nor the store.
-typedef std::map<uint32_t, std::unique_ptr<KelConfig>, std::less<uint32_t>,
-                 SlabAllocator<std::pair<const uint32_t, std::unique_ptr<KelConfig>>>>
+// The registry in call-id order: each call's place among the stores (see StorePlaces). Changed
+// only when a call enters or leaves; the counts are kept by place, so that another reference of
+// a registered call touches neither the map nor the store.
+typedef std::map<uint32_t, uint32_t, std::less<uint32_t>,
+                 SlabAllocator<std::pair<const uint32_t, uint32_t>>>
     KelConfigRegistry;
 
 // A table of small slots found by a 64-bit key: open addressing with linear probing, at most
-// half full, so that one lookup usually reads one cache line of a dense table instead of a map
-// node. A Slot is empty while its `store` is null, and gives its key with Key(). Its storage
-// goes when it empties.
+// kMaxLoad full, so that one lookup usually reads one cache line of a dense table. A Slot tells
+// whether it is Empty() (as a value-initialised one is) and gives its Key(). Its storage goes
+// when it empties.
 template <class Slot>
 class SlotTable {
  public:
@@ -124,18 +124,18 @@ class SlotTable {
   Slot* Find(uint64_t key) {
     if (m_size == 0) return nullptr;
     for (size_t i = Home(key);; i = (i + 1) & m_mask) {
-      if (m_slots[i].store == nullptr) return nullptr;
+      if (m_slots[i].Empty()) return nullptr;
       if (m_slots[i].Key() == key) return &m_slots[i];
     }
   }
   // Makes sure that the next Add finds room (it may throw std::bad_alloc, Add does not).
   void MakeRoom() {
-    if (2 * (m_size + 1) > m_slots.size()) Grow();
+    if (m_size + 1 > m_slots.size() / kMaxLoadDivisor * kMaxLoadTimes) Grow();
   }
   // Adds `slot`, whose key is not in the table, after MakeRoom.
   void Add(const Slot& slot) noexcept {
     size_t i = Home(slot.Key());
-    while (m_slots[i].store != nullptr)
+    while (!m_slots[i].Empty())
       i = (i + 1) & m_mask;
     m_slots[i] = slot;
     ++m_size;
@@ -145,7 +145,7 @@ class SlotTable {
     size_t hole = static_cast<size_t>(slot - m_slots.data());
     // Moves back every later slot of the run that may sit in the hole, so that no probe stops
     // at a hole before its own slot.
-    for (size_t i = (hole + 1) & m_mask; m_slots[i].store != nullptr; i = (i + 1) & m_mask) {
+    for (size_t i = (hole + 1) & m_mask; !m_slots[i].Empty(); i = (i + 1) & m_mask) {
       const size_t home = Home(m_slots[i].Key());
       if (((i - home) & m_mask) >= ((i - hole) & m_mask)) {
         m_slots[hole] = m_slots[i];
@@ -163,6 +163,10 @@ class SlotTable {
   }
 
  private:
+  // At most 7/8 full: 100,000 calls fit in 2^17 slots, a table that stays in the caches.
+  static constexpr size_t kMaxLoadTimes = 7;
+  static constexpr size_t kMaxLoadDivisor = 8;
+
   size_t Home(uint64_t key) const {
     // Fibonacci hashing: consecutive call ids and aligned addresses spread over the table.
     return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 32) & m_mask;
@@ -173,7 +177,7 @@ class SlotTable {
     m_mask = m_slots.size() - 1;
     m_size = 0;
     for (const Slot& slot : old) {
-      if (slot.store != nullptr) Add(slot);  // at most half full: room enough
+      if (!slot.Empty()) Add(slot);  // at most half full now: room enough
     }
   }
 
@@ -182,21 +186,109 @@ class SlotTable {
   size_t m_size = 0;
 };
 
-// A registered call: its count and the store handed out for it. A store made by
-// CreateKelConfig enters with count 2: one for its creator, one for the call's
-// CleanUpKelConfig. Each further create adds 1; ReleaseKelConfig and CleanUpKelConfig subtract
-// 1 and erase the call when the count was below 2 before.
+// The registry's stores live in places of slabs of its own, numbered from 0, so that a handed-out
+// IKelConfig* leads to its call's count by arithmetic on the address, without a table keyed by
+// the address or a read of the store. Each place has its call's entry in a dense array. A slab
+// is aligned to its own size, so the address of a store names its slab. Places are reused; the
+// slabs go back to the heap when the last store does.
+class StorePlaces {
+ public:
+  static constexpr uint32_t kNoPlace = ~uint32_t{0};
+  // A place's call: its id and count. A store made by CreateKelConfig enters with count 2: one
+  // for its creator, one for the call's CleanUpKelConfig. Each further create adds 1;
+  // ReleaseKelConfig and CleanUpKelConfig subtract 1 and erase the call when the count was below
+  // 2 before. So a registered call's count is at least 1, and a free place has count 0.
+  struct Call {
+    uint32_t callId = 0;
+    int32_t count = 0;
+  };
+
+  // A free place, with its entry (may throw std::bad_alloc, and then takes nothing).
+  uint32_t Take() {
+    if (m_free.empty()) AddSlab();
+    const uint32_t place = m_free.back();
+    m_free.pop_back();
+    ++m_live;
+    return place;
+  }
+  // Gives back a place whose store was destroyed.
+  void Give(uint32_t place) {
+    m_calls[place] = Call{};
+    m_free.push_back(place);  // within the capacity reserved by AddSlab
+    if (--m_live == 0) ReleaseSlabs();
+  }
+  void* Address(uint32_t place) const {
+    return m_slabs[place / kPerSlab] + place % kPerSlab * sizeof(KelConfig);
+  }
+  KelConfig* Store(uint32_t place) const { return static_cast<KelConfig*>(Address(place)); }
+  Call& CallAt(uint32_t place) { return m_calls[place]; }
+  // The place of the store handed out as `store`, or kNoPlace when `store` is none of them.
+  uint32_t PlaceOf(const IKelConfig* store) {
+    const uintptr_t address = reinterpret_cast<uintptr_t>(store);
+    const SlabSlot* const slab = m_slabIndex.Find(address / kSlabBytes);
+    if (slab == nullptr) return kNoPlace;
+    const uintptr_t offset = address % kSlabBytes / sizeof(KelConfig);
+    if (offset >= kPerSlab) return kNoPlace;
+    const uint32_t place = slab->number * kPerSlab + static_cast<uint32_t>(offset);
+    // The address computed back, not read from the store: a registered place's store only.
+    if (m_calls[place].count <= 0 || static_cast<IKelConfig*>(Store(place)) != store)
+      return kNoPlace;
+    return place;
+  }
+
+ private:
+  static constexpr size_t kSlabBytes = size_t{1} << 16;
+  static constexpr uint32_t kPerSlab = static_cast<uint32_t>(kSlabBytes / sizeof(KelConfig));
+  static_assert(kPerSlab >= 16, "a slab holds a good number of stores");
+  static_assert(kSlabBytes % alignof(KelConfig) == 0 && sizeof(KelConfig) % alignof(KelConfig) == 0,
+                "stores in a slab are aligned");
+
+  // A slab by its address divided by kSlabBytes.
+  struct SlabSlot {
+    uint64_t key = 0;  // never 0 for a slab of the heap
+    uint32_t number = 0;
+    bool Empty() const { return key == 0; }
+    uint64_t Key() const { return key; }
+  };
+
+  void AddSlab() {
+    const uint32_t number = static_cast<uint32_t>(m_slabs.size());
+    // Room first, then the slab: nothing below the allocation can fail.
+    m_slabs.reserve(number + 1);
+    m_calls.reserve(size_t{number + 1} * kPerSlab);
+    m_free.reserve(size_t{number + 1} * kPerSlab);
+    m_slabIndex.MakeRoom();
+    auto* slab = static_cast<char*>(
+        ::operator new(kPerSlab * sizeof(KelConfig), std::align_val_t(kSlabBytes)));
+    m_slabs.push_back(slab);
+    m_calls.resize(size_t{number + 1} * kPerSlab);
+    for (uint32_t i = kPerSlab; i-- > 0;)
+      m_free.push_back(number * kPerSlab + i);
+    m_slabIndex.Add(SlabSlot{reinterpret_cast<uintptr_t>(slab) / kSlabBytes, number});
+  }
+  void ReleaseSlabs() {
+    for (char* slab : m_slabs)
+      ::operator delete(slab, std::align_val_t(kSlabBytes));
+    m_slabs = std::vector<char*>();
+    m_calls = std::vector<Call>();
+    m_free = std::vector<uint32_t>();
+    m_slabIndex.Clear();
+  }
+
+  std::vector<char*> m_slabs;
+  // The call of each place, by place.
+  std::vector<Call> m_calls;
+  std::vector<uint32_t> m_free;
+  SlotTable<SlabSlot> m_slabIndex;
+  uint32_t m_live = 0;
+};
+
+// A registered call's place, by call id.
 struct CallSlot {
   uint32_t callId = 0;
-  int32_t count = 0;
-  IKelConfig* store = nullptr;
+  uint32_t place = StorePlaces::kNoPlace;
+  bool Empty() const { return place == StorePlaces::kNoPlace; }
   uint64_t Key() const { return callId; }
-};
-// A handed-out store and the call it is registered under.
-struct StoreSlot {
-  IKelConfig* store = nullptr;
-  uint32_t callId = 0;
-  uint64_t Key() const { return reinterpret_cast<uintptr_t>(store); }
 };
 
 // Held for the whole of each registry function, including the construction and destruction of
@@ -204,25 +296,36 @@ struct StoreSlot {
 // it themselves; their declarations in the public header cannot name it to say so.
 COxStdMutex g_mutex;
 KelConfigRegistry g_mapConfigs MS_GUARDED_BY(g_mutex);
-// The same calls by call id, with their counts (what CreateKelConfig and CleanUpKelConfig look
-// up), and by store pointer, as the IKelConfig* handed out (what ReleaseKelConfig looks up: a
-// store is registered under one call id only, so this finds the call a walk of the map in
-// call-id order would).
+// The stores and their calls' counts, by place.
+StorePlaces g_stores MS_GUARDED_BY(g_mutex);
+// The places of the calls by call id (what CreateKelConfig and CleanUpKelConfig look up).
 SlotTable<CallSlot> g_callIndex MS_GUARDED_BY(g_mutex);
-SlotTable<StoreSlot> g_storeIndex MS_GUARDED_BY(g_mutex);
 
-// Takes one count off a call and erases it when the count was below 2 before; the store goes
-// with the entry. Returns the new count.
-int32_t DropReference(CallSlot* call) MS_REQUIRES(g_mutex) {
-  const int32_t before = call->count;
-  call->count = before - 1;
+// Takes one count off the call at `place` and erases it when the count was below 2 before; the
+// store goes with the entry. Returns the new count.
+int32_t DropReference(uint32_t place) MS_REQUIRES(g_mutex) {
+  StorePlaces::Call& call = g_stores.CallAt(place);
+  const int32_t before = call.count;
+  call.count = before - 1;
   if (before < 2) {
-    const uint32_t callId = call->callId;
-    g_storeIndex.Remove(g_storeIndex.Find(reinterpret_cast<uintptr_t>(call->store)));
-    g_callIndex.Remove(call);
+    const uint32_t callId = call.callId;
+    g_callIndex.Remove(g_callIndex.Find(callId));
     g_mapConfigs.erase(callId);
+    g_stores.Store(place)->~KelConfig();
+    g_stores.Give(place);
   }
   return before - 1;
+}
+
+// Destroys every store in call-id order and empties the registry.
+void DropAll() MS_REQUIRES(g_mutex) {
+  g_callIndex.Clear();
+  while (!g_mapConfigs.empty()) {
+    const uint32_t place = g_mapConfigs.begin()->second;
+    g_mapConfigs.erase(g_mapConfigs.begin());
+    g_stores.Store(place)->~KelConfig();
+    g_stores.Give(place);
+  }
 }
 
 }  // namespace
@@ -235,33 +338,39 @@ int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
   COxMutexGuard lock(g_mutex);
   if (*ppConfig != nullptr) return KEL_E_INVALIDARG;
 
-  if (CallSlot* const call = g_callIndex.Find(callId)) {
+  if (const CallSlot* const registered = g_callIndex.Find(callId)) {
     // Deliberately also for a call that was already cleaned up.
-    call->count += 1;
-    *ppConfig = call->store;
+    g_stores.CallAt(registered->place).count += 1;
+    *ppConfig = g_stores.Store(registered->place);
     return KEL_S_OK;
   }
-  auto store = std::make_unique<KelConfig>(callId);
-  IKelConfig* const handedOut = store.get();
-  // Room first: once the map holds the entry, nothing below can fail.
+  // Room first: once the store is made, nothing below can fail but the map's node.
   g_callIndex.MakeRoom();
-  g_storeIndex.MakeRoom();
-  g_mapConfigs.emplace(callId, std::move(store));
-  g_callIndex.Add(CallSlot{callId, 2, handedOut});
-  g_storeIndex.Add(StoreSlot{handedOut, callId});
-  *ppConfig = handedOut;
+  const uint32_t place = g_stores.Take();
+  KelConfig* store = nullptr;
+  try {
+    store = new (g_stores.Address(place)) KelConfig(callId);
+    g_mapConfigs.emplace(callId, place);
+  } catch (...) {
+    if (store != nullptr) store->~KelConfig();
+    g_stores.Give(place);
+    throw;
+  }
+  g_stores.CallAt(place) = StorePlaces::Call{callId, 2};
+  g_callIndex.Add(CallSlot{callId, place});
+  *ppConfig = store;
   return KEL_S_OK;
 }
 
 int32_t ReleaseKelConfig(IKelConfig* pConfig) {
   if (pConfig == nullptr) return KEL_E_INVALIDARG;
   COxMutexGuard lock(g_mutex);
-  // A store is registered under one call id only, so the index finds the same call as a walk
+  // A store is registered under one call id only, so its place finds the same call as a walk
   // of the registry in call-id order would.
-  const StoreSlot* const indexed = g_storeIndex.Find(reinterpret_cast<uintptr_t>(pConfig));
-  if (indexed == nullptr) return KEL_E_FAIL;
-  const uint32_t callId = indexed->callId;
-  const int32_t counts = DropReference(g_callIndex.Find(callId));
+  const uint32_t place = g_stores.PlaceOf(pConfig);
+  if (place == StorePlaces::kNoPlace) return KEL_E_FAIL;
+  const uint32_t callId = g_stores.CallAt(place).callId;
+  const int32_t counts = DropReference(place);
   KEL_TRACE_INFO(TraceCid{callId} << ", counts=" << counts);
   return KEL_S_OK;
 }
@@ -269,13 +378,14 @@ int32_t ReleaseKelConfig(IKelConfig* pConfig) {
 int32_t CleanUpKelConfig(uint32_t callId) {
   KEL_FUNC_TRACER("kelStore::CleanUpKelConfig", 881, ", callId=" << callId);
   COxMutexGuard lock(g_mutex);
-  CallSlot* const call = g_callIndex.Find(callId);
-  if (call == nullptr) return KEL_E_FAIL;
-  KelConfig* const store = static_cast<KelConfig*>(call->store);
+  const CallSlot* const registered = g_callIndex.Find(callId);
+  if (registered == nullptr) return KEL_E_FAIL;
+  const uint32_t place = registered->place;
+  KelConfig* const store = g_stores.Store(place);
   // A call is cleaned up once; a second clean-up leaves the count alone.
   if (store->IsCleaned()) return KEL_E_FAIL;
   store->SetCleaned();
-  const int32_t counts = DropReference(call);
+  const int32_t counts = DropReference(place);
   KEL_TRACE_INFO(", callId=" << callId << ", counts=" << counts);
   return KEL_S_OK;
 }
@@ -285,13 +395,10 @@ void DestroyKelConfig() {
   COxMutexGuard lock(g_mutex);
   for (const auto& entry : g_mapConfigs) {
     KEL_TRACE_INFO(", callId=" << entry.first
-                               << ", counts=" << g_callIndex.Find(entry.first)->count);
+                               << ", counts=" << g_stores.CallAt(entry.second).count);
   }
   // Dropped in call-id order, whatever the counts.
-  g_callIndex.Clear();
-  g_storeIndex.Clear();
-  while (!g_mapConfigs.empty())
-    g_mapConfigs.erase(g_mapConfigs.begin());
+  DropAll();
 }
 
 uint32_t GetKelConfigSizeForUT() {
@@ -316,8 +423,8 @@ int32_t GetKelConfigValueEx(uint32_t group, const char* name, ConfigData& out, u
 
 int32_t GetKelConfigCountForUT(uint32_t callId) {
   COxMutexGuard lock(g_mutex);
-  const CallSlot* const call = g_callIndex.Find(callId);
-  return call == nullptr ? -1 : call->count;
+  const CallSlot* const registered = g_callIndex.Find(callId);
+  return registered == nullptr ? -1 : g_stores.CallAt(registered->place).count;
 }
 
 }  // namespace kelStore
