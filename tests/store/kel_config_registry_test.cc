@@ -95,6 +95,28 @@ TEST_F(RegistryTest, ManyCallsKeepTheirEntries) {
   EXPECT_EQ(GetKelConfigSizeForUT(), left);
 }
 
+// A store that went is not registered any more, even when its call came back with another
+// store and other calls still hold theirs.
+TEST_F(RegistryTest, ReleaseOfAStoreThatWentFails) {
+  IKelConfig* kept = nullptr;
+  IKelConfig* first[2] = {nullptr, nullptr};
+  ASSERT_EQ(CreateKelConfig(9, &kept), KEL_S_OK);
+  for (uint32_t call : {1u, 2u})
+    ASSERT_EQ(CreateKelConfig(call, &first[call - 1]), KEL_S_OK);
+  for (uint32_t call : {1u, 2u}) {
+    ASSERT_EQ(ReleaseKelConfig(first[call - 1]), KEL_S_OK);
+    ASSERT_EQ(CleanUpKelConfig(call), KEL_S_OK);
+  }
+  IKelConfig* again = nullptr;
+  ASSERT_EQ(CreateKelConfig(1, &again), KEL_S_OK);
+  for (IKelConfig* gone : first) {
+    if (gone == again) continue;
+    EXPECT_EQ(ReleaseKelConfig(gone), KEL_E_FAIL);
+    EXPECT_EQ(RegistryCount(1), 2);
+    EXPECT_EQ(RegistryCount(9), 2);
+  }
+}
+
 TEST_F(RegistryTest, ReadsByCallIdGiveTheirReferenceBack) {
   IKelConfig* store = nullptr;
   ASSERT_EQ(CreateKelConfig(11, &store), KEL_S_OK);

@@ -107,8 +107,8 @@ struct SlabAllocator {
 };
 
 // The registry in call-id order: each call's place among the stores (see StorePlaces). Changed
-// only when a call enters or leaves; the counts are kept by place, so that another reference of
-// a registered call touches neither the map nor the store.
+// only when a call enters or leaves; the counts are kept in the call-id index, so that another
+// reference of a registered call touches neither the map nor the store.
 typedef std::map<uint32_t, uint32_t, std::less<uint32_t>,
                  SlabAllocator<std::pair<const uint32_t, uint32_t>>>
     KelConfigRegistry;
@@ -187,23 +187,14 @@ class SlotTable {
 };
 
 // The registry's stores live in places of slabs of its own, numbered from 0, so that a handed-out
-// IKelConfig* leads to its call's count by arithmetic on the address, without a table keyed by
-// the address or a read of the store. Each place has its call's entry in a dense array. A slab
-// is aligned to its own size, so the address of a store names its slab. Places are reused; the
-// slabs go back to the heap when the last store does.
+// IKelConfig* leads to its call by arithmetic on the address, without a table keyed by the
+// address or a read of the store. Each place has its call id in a dense array. A slab is aligned
+// to its own size, so the address of a store names its slab. Places are reused; the slabs go
+// back to the heap when the last store does.
 class StorePlaces {
  public:
   static constexpr uint32_t kNoPlace = ~uint32_t{0};
-  // A place's call: its id and count. A store made by CreateKelConfig enters with count 2: one
-  // for its creator, one for the call's CleanUpKelConfig. Each further create adds 1;
-  // ReleaseKelConfig and CleanUpKelConfig subtract 1 and erase the call when the count was below
-  // 2 before. So a registered call's count is at least 1, and a free place has count 0.
-  struct Call {
-    uint32_t callId = 0;
-    int32_t count = 0;
-  };
-
-  // A free place, with its entry (may throw std::bad_alloc, and then takes nothing).
+  // A free place (may throw std::bad_alloc, and then takes nothing).
   uint32_t Take() {
     if (m_free.empty()) AddSlab();
     const uint32_t place = m_free.back();
@@ -213,7 +204,6 @@ class StorePlaces {
   }
   // Gives back a place whose store was destroyed.
   void Give(uint32_t place) {
-    m_calls[place] = Call{};
     m_free.push_back(place);  // within the capacity reserved by AddSlab
     if (--m_live == 0) ReleaseSlabs();
   }
@@ -221,8 +211,10 @@ class StorePlaces {
     return m_slabs[place / kPerSlab] + place % kPerSlab * sizeof(KelConfig);
   }
   KelConfig* Store(uint32_t place) const { return static_cast<KelConfig*>(Address(place)); }
-  Call& CallAt(uint32_t place) { return m_calls[place]; }
-  // The place of the store handed out as `store`, or kNoPlace when `store` is none of them.
+  // The call id of the store at `place`, set when the store is made there.
+  uint32_t& CallIdAt(uint32_t place) { return m_callIds[place]; }
+  // The place whose store `store` would be, or kNoPlace when `store` is not a place of a slab.
+  // Whether a store of a registered call is there is the call-id index's to tell.
   uint32_t PlaceOf(const IKelConfig* store) {
     const uintptr_t address = reinterpret_cast<uintptr_t>(store);
     const SlabSlot* const slab = m_slabIndex.Find(address / kSlabBytes);
@@ -230,10 +222,8 @@ class StorePlaces {
     const uintptr_t offset = address % kSlabBytes / sizeof(KelConfig);
     if (offset >= kPerSlab) return kNoPlace;
     const uint32_t place = slab->number * kPerSlab + static_cast<uint32_t>(offset);
-    // The address computed back, not read from the store: a registered place's store only.
-    if (m_calls[place].count <= 0 || static_cast<IKelConfig*>(Store(place)) != store)
-      return kNoPlace;
-    return place;
+    // The address computed back, not read from the store.
+    return static_cast<IKelConfig*>(Store(place)) == store ? place : kNoPlace;
   }
 
  private:
@@ -255,13 +245,13 @@ class StorePlaces {
     const uint32_t number = static_cast<uint32_t>(m_slabs.size());
     // Room first, then the slab: nothing below the allocation can fail.
     m_slabs.reserve(number + 1);
-    m_calls.reserve(size_t{number + 1} * kPerSlab);
+    m_callIds.reserve(size_t{number + 1} * kPerSlab);
     m_free.reserve(size_t{number + 1} * kPerSlab);
     m_slabIndex.MakeRoom();
     auto* slab = static_cast<char*>(
         ::operator new(kPerSlab * sizeof(KelConfig), std::align_val_t(kSlabBytes)));
     m_slabs.push_back(slab);
-    m_calls.resize(size_t{number + 1} * kPerSlab);
+    m_callIds.resize(size_t{number + 1} * kPerSlab);
     for (uint32_t i = kPerSlab; i-- > 0;)
       m_free.push_back(number * kPerSlab + i);
     m_slabIndex.Add(SlabSlot{reinterpret_cast<uintptr_t>(slab) / kSlabBytes, number});
@@ -270,22 +260,26 @@ class StorePlaces {
     for (char* slab : m_slabs)
       ::operator delete(slab, std::align_val_t(kSlabBytes));
     m_slabs = std::vector<char*>();
-    m_calls = std::vector<Call>();
+    m_callIds = std::vector<uint32_t>();
     m_free = std::vector<uint32_t>();
     m_slabIndex.Clear();
   }
 
   std::vector<char*> m_slabs;
-  // The call of each place, by place.
-  std::vector<Call> m_calls;
+  // The call id of each place, by place.
+  std::vector<uint32_t> m_callIds;
   std::vector<uint32_t> m_free;
   SlotTable<SlabSlot> m_slabIndex;
   uint32_t m_live = 0;
 };
 
-// A registered call's place, by call id.
+// A registered call: its count and the place of its store. A store made by CreateKelConfig
+// enters with count 2: one for its creator, one for the call's CleanUpKelConfig. Each further
+// create adds 1; ReleaseKelConfig and CleanUpKelConfig subtract 1 and erase the call when the
+// count was below 2 before.
 struct CallSlot {
   uint32_t callId = 0;
+  int32_t count = 0;
   uint32_t place = StorePlaces::kNoPlace;
   bool Empty() const { return place == StorePlaces::kNoPlace; }
   uint64_t Key() const { return callId; }
@@ -296,20 +290,20 @@ struct CallSlot {
 // it themselves; their declarations in the public header cannot name it to say so.
 COxStdMutex g_mutex;
 KelConfigRegistry g_mapConfigs MS_GUARDED_BY(g_mutex);
-// The stores and their calls' counts, by place.
+// The stores and their call ids, by place.
 StorePlaces g_stores MS_GUARDED_BY(g_mutex);
-// The places of the calls by call id (what CreateKelConfig and CleanUpKelConfig look up).
+// The calls' counts and places by call id.
 SlotTable<CallSlot> g_callIndex MS_GUARDED_BY(g_mutex);
 
-// Takes one count off the call at `place` and erases it when the count was below 2 before; the
-// store goes with the entry. Returns the new count.
-int32_t DropReference(uint32_t place) MS_REQUIRES(g_mutex) {
-  StorePlaces::Call& call = g_stores.CallAt(place);
-  const int32_t before = call.count;
-  call.count = before - 1;
+// Takes one count off a call and erases it when the count was below 2 before; the store goes
+// with the entry. Returns the new count.
+int32_t DropReference(CallSlot* call) MS_REQUIRES(g_mutex) {
+  const int32_t before = call->count;
+  call->count = before - 1;
   if (before < 2) {
-    const uint32_t callId = call.callId;
-    g_callIndex.Remove(g_callIndex.Find(callId));
+    const uint32_t callId = call->callId;
+    const uint32_t place = call->place;
+    g_callIndex.Remove(call);
     g_mapConfigs.erase(callId);
     g_stores.Store(place)->~KelConfig();
     g_stores.Give(place);
@@ -338,9 +332,9 @@ int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
   COxMutexGuard lock(g_mutex);
   if (*ppConfig != nullptr) return KEL_E_INVALIDARG;
 
-  if (const CallSlot* const registered = g_callIndex.Find(callId)) {
+  if (CallSlot* const registered = g_callIndex.Find(callId)) {
     // Deliberately also for a call that was already cleaned up.
-    g_stores.CallAt(registered->place).count += 1;
+    registered->count += 1;
     *ppConfig = g_stores.Store(registered->place);
     return KEL_S_OK;
   }
@@ -356,8 +350,8 @@ int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
     g_stores.Give(place);
     throw;
   }
-  g_stores.CallAt(place) = StorePlaces::Call{callId, 2};
-  g_callIndex.Add(CallSlot{callId, place});
+  g_stores.CallIdAt(place) = callId;
+  g_callIndex.Add(CallSlot{callId, 2, place});
   *ppConfig = store;
   return KEL_S_OK;
 }
@@ -369,8 +363,11 @@ int32_t ReleaseKelConfig(IKelConfig* pConfig) {
   // of the registry in call-id order would.
   const uint32_t place = g_stores.PlaceOf(pConfig);
   if (place == StorePlaces::kNoPlace) return KEL_E_FAIL;
-  const uint32_t callId = g_stores.CallAt(place).callId;
-  const int32_t counts = DropReference(place);
+  // A free place keeps the id of its last call, which may be registered again elsewhere.
+  const uint32_t callId = g_stores.CallIdAt(place);
+  CallSlot* const registered = g_callIndex.Find(callId);
+  if (registered == nullptr || registered->place != place) return KEL_E_FAIL;
+  const int32_t counts = DropReference(registered);
   KEL_TRACE_INFO(TraceCid{callId} << ", counts=" << counts);
   return KEL_S_OK;
 }
@@ -378,14 +375,13 @@ int32_t ReleaseKelConfig(IKelConfig* pConfig) {
 int32_t CleanUpKelConfig(uint32_t callId) {
   KEL_FUNC_TRACER("kelStore::CleanUpKelConfig", 881, ", callId=" << callId);
   COxMutexGuard lock(g_mutex);
-  const CallSlot* const registered = g_callIndex.Find(callId);
+  CallSlot* const registered = g_callIndex.Find(callId);
   if (registered == nullptr) return KEL_E_FAIL;
-  const uint32_t place = registered->place;
-  KelConfig* const store = g_stores.Store(place);
+  KelConfig* const store = g_stores.Store(registered->place);
   // A call is cleaned up once; a second clean-up leaves the count alone.
   if (store->IsCleaned()) return KEL_E_FAIL;
   store->SetCleaned();
-  const int32_t counts = DropReference(place);
+  const int32_t counts = DropReference(registered);
   KEL_TRACE_INFO(", callId=" << callId << ", counts=" << counts);
   return KEL_S_OK;
 }
@@ -395,7 +391,7 @@ void DestroyKelConfig() {
   COxMutexGuard lock(g_mutex);
   for (const auto& entry : g_mapConfigs) {
     KEL_TRACE_INFO(", callId=" << entry.first
-                               << ", counts=" << g_stores.CallAt(entry.second).count);
+                               << ", counts=" << g_callIndex.Find(entry.first)->count);
   }
   // Dropped in call-id order, whatever the counts.
   DropAll();
@@ -424,7 +420,7 @@ int32_t GetKelConfigValueEx(uint32_t group, const char* name, ConfigData& out, u
 int32_t GetKelConfigCountForUT(uint32_t callId) {
   COxMutexGuard lock(g_mutex);
   const CallSlot* const registered = g_callIndex.Find(callId);
-  return registered == nullptr ? -1 : g_stores.CallAt(registered->place).count;
+  return registered == nullptr ? -1 : registered->count;
 }
 
 }  // namespace kelStore
