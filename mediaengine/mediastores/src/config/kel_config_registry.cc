@@ -1,6 +1,7 @@
 #include "mediaengine/mediastores/src/config/kel_config_registry.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -113,13 +114,44 @@ typedef std::map<uint32_t, uint32_t, std::less<uint32_t>,
                  SlabAllocator<std::pair<const uint32_t, uint32_t>>>
     KelConfigRegistry;
 
+// The home slot of `key` in a table of mask + 1 slots. Fibonacci hashing: consecutive call ids
+// and aligned addresses spread over the table.
+size_t HomeSlot(uint64_t key, size_t mask) {
+  return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 32) & mask;
+}
+
+// Where a table's slots are, readable without the registry's lock: used only to start fetching
+// the cache line of a key's home slot while the lock is being taken. It may be out of date by
+// then (fetching any address is harmless); every lookup is made under the lock.
+class SlotsHint {
+ public:
+  void Set(const void* slots, size_t slotBytes, size_t mask) {
+    m_slots.store(static_cast<const char*>(slots), std::memory_order_relaxed);
+    m_slotBytes.store(slotBytes, std::memory_order_relaxed);
+    m_mask.store(mask, std::memory_order_relaxed);
+  }
+  void Prefetch(uint64_t key) const {
+    const char* const slots = m_slots.load(std::memory_order_relaxed);
+    if (slots == nullptr) return;
+    __builtin_prefetch(slots + HomeSlot(key, m_mask.load(std::memory_order_relaxed)) *
+                                   m_slotBytes.load(std::memory_order_relaxed));
+  }
+
+ private:
+  std::atomic<const char*> m_slots{nullptr};
+  std::atomic<size_t> m_slotBytes{0};
+  std::atomic<size_t> m_mask{0};
+};
+
 // A table of small slots found by a 64-bit key: open addressing with linear probing, at most
 // kMaxLoad full, so that one lookup usually reads one cache line of a dense table. A Slot tells
 // whether it is Empty() (as a value-initialised one is) and gives its Key(). Its storage goes
-// when it empties.
+// when it empties. A hint, when given, follows where the slots are.
 template <class Slot>
 class SlotTable {
  public:
+  explicit SlotTable(SlotsHint* hint = nullptr) : m_hint(hint) {}
+
   // The slot of `key`, or null.
   Slot* Find(uint64_t key) {
     if (m_size == 0) return nullptr;
@@ -160,6 +192,7 @@ class SlotTable {
     m_slots.shrink_to_fit();
     m_size = 0;
     m_mask = 0;
+    if (m_hint != nullptr) m_hint->Set(nullptr, sizeof(Slot), 0);
   }
 
  private:
@@ -167,10 +200,7 @@ class SlotTable {
   static constexpr size_t kMaxLoadTimes = 7;
   static constexpr size_t kMaxLoadDivisor = 8;
 
-  size_t Home(uint64_t key) const {
-    // Fibonacci hashing: consecutive call ids and aligned addresses spread over the table.
-    return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 32) & m_mask;
-  }
+  size_t Home(uint64_t key) const { return HomeSlot(key, m_mask); }
   void Grow() {
     std::vector<Slot> old(std::max<size_t>(64, 2 * m_slots.size()));
     old.swap(m_slots);
@@ -179,11 +209,13 @@ class SlotTable {
     for (const Slot& slot : old) {
       if (!slot.Empty()) Add(slot);  // at most half full now: room enough
     }
+    if (m_hint != nullptr) m_hint->Set(m_slots.data(), sizeof(Slot), m_mask);
   }
 
   std::vector<Slot> m_slots;
   size_t m_mask = 0;
   size_t m_size = 0;
+  SlotsHint* const m_hint;
 };
 
 // The registry's stores live in places of slabs of its own, numbered from 0, so that a handed-out
@@ -292,8 +324,9 @@ COxStdMutex g_mutex;
 KelConfigRegistry g_mapConfigs MS_GUARDED_BY(g_mutex);
 // The stores and their call ids, by place.
 StorePlaces g_stores MS_GUARDED_BY(g_mutex);
-// The calls' counts and places by call id.
-SlotTable<CallSlot> g_callIndex MS_GUARDED_BY(g_mutex);
+// The calls' counts and places by call id, and where its slots are (read without the lock).
+SlotsHint g_callSlotsHint;
+SlotTable<CallSlot> g_callIndex MS_GUARDED_BY(g_mutex){&g_callSlotsHint};
 
 // Takes one count off a call and erases it when the count was below 2 before; the store goes
 // with the entry. Returns the new count.
@@ -328,6 +361,8 @@ extern "C" {
 
 int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
   if (ppConfig == nullptr) return KEL_E_INVALIDARG;
+  // The call's slot is on its way to the cache while the lock is taken.
+  g_callSlotsHint.Prefetch(callId);
   KEL_TRACE_INFO(TraceCid{callId});
   COxMutexGuard lock(g_mutex);
   if (*ppConfig != nullptr) return KEL_E_INVALIDARG;
