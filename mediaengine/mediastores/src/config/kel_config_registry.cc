@@ -276,9 +276,9 @@ class StorePlaces {
   void AddSlab() {
     const uint32_t number = static_cast<uint32_t>(m_slabs.size());
     // Room first, then the slab: nothing below the allocation can fail.
-    m_slabs.reserve(number + 1);
-    m_callIds.reserve(size_t{number + 1} * kPerSlab);
-    m_free.reserve(size_t{number + 1} * kPerSlab);
+    ReserveFor(m_slabs, number + 1);
+    ReserveFor(m_callIds, size_t{number + 1} * kPerSlab);
+    ReserveFor(m_free, size_t{number + 1} * kPerSlab);
     m_slabIndex.MakeRoom();
     auto* slab = static_cast<char*>(
         ::operator new(kPerSlab * sizeof(KelConfig), std::align_val_t(kSlabBytes)));
@@ -287,6 +287,11 @@ class StorePlaces {
     for (uint32_t i = kPerSlab; i-- > 0;)
       m_free.push_back(number * kPerSlab + i);
     m_slabIndex.Add(SlabSlot{reinterpret_cast<uintptr_t>(slab) / kSlabBytes, number});
+  }
+  // Room for `size` elements, growing by doubling so that adding slab after slab stays linear.
+  template <class T>
+  static void ReserveFor(std::vector<T>& v, size_t size) {
+    if (v.capacity() < size) v.reserve(std::max(size, 2 * v.capacity()));
   }
   void ReleaseSlabs() {
     for (char* slab : m_slabs)
