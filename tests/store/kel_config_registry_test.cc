@@ -61,11 +61,12 @@ TEST_F(RegistryTest, ManyCallsKeepTheirEntries) {
   for (uint32_t call = 0; call < kCalls; ++call)
     ASSERT_EQ(CreateKelConfig(call * 7919u, &stores[call]), KEL_S_OK);
   std::vector<bool> cleaned(kCalls, false);
+  std::vector<int32_t> counts(kCalls, 2);  // -1: the entry went
   uint32_t seed = 1;
   for (uint32_t step = 0; step < 2 * kCalls; ++step) {
     seed = seed * 1664525u + 1013904223u;
     const uint32_t call = (seed >> 8) % kCalls;
-    const int32_t before = RegistryCount(call * 7919u);
+    const int32_t before = counts[call];
     if (before < 0) continue;
     // A release, or a clean-up (refused, the count kept, when the call was cleaned up before).
     const bool counted = (seed & 1u) != 0 || !cleaned[call];
@@ -73,11 +74,13 @@ TEST_F(RegistryTest, ManyCallsKeepTheirEntries) {
         (seed & 1u) != 0 ? ReleaseKelConfig(stores[call]) : CleanUpKelConfig(call * 7919u);
     if ((seed & 1u) == 0) cleaned[call] = true;
     ASSERT_EQ(result, counted ? KEL_S_OK : KEL_E_FAIL);
-    ASSERT_EQ(RegistryCount(call * 7919u), !counted ? before : before < 2 ? -1 : before - 1);
+    counts[call] = !counted ? before : before < 2 ? -1 : before - 1;
+    ASSERT_EQ(RegistryCount(call * 7919u), counts[call]);
   }
   uint32_t left = 0;
   for (uint32_t call = 0; call < kCalls; ++call) {
-    const int32_t count = RegistryCount(call * 7919u);
+    const int32_t count = counts[call];
+    ASSERT_EQ(RegistryCount(call * 7919u), count);
     IKelConfig* again = nullptr;
     if (count < 0) {  // gone: a create makes the call anew
       ASSERT_EQ(CreateKelConfig(call * 7919u, &again), KEL_S_OK);
@@ -88,11 +91,34 @@ TEST_F(RegistryTest, ManyCallsKeepTheirEntries) {
     }
     ++left;
     ASSERT_EQ(CreateKelConfig(call * 7919u, &again), KEL_S_OK);
+    EXPECT_EQ(again, stores[call]);
     EXPECT_EQ(RegistryCount(call * 7919u), count + 1);
     EXPECT_EQ(ReleaseKelConfig(again), KEL_S_OK);
     EXPECT_EQ(RegistryCount(call * 7919u), count);
   }
   EXPECT_EQ(GetKelConfigSizeForUT(), left);
+}
+
+// A store that went is not registered any more, even when its call came back with another
+// store and other calls still hold theirs.
+TEST_F(RegistryTest, ReleaseOfAStoreThatWentFails) {
+  IKelConfig* kept = nullptr;
+  IKelConfig* first[2] = {nullptr, nullptr};
+  ASSERT_EQ(CreateKelConfig(9, &kept), KEL_S_OK);
+  for (uint32_t call : {1u, 2u})
+    ASSERT_EQ(CreateKelConfig(call, &first[call - 1]), KEL_S_OK);
+  for (uint32_t call : {1u, 2u}) {
+    ASSERT_EQ(ReleaseKelConfig(first[call - 1]), KEL_S_OK);
+    ASSERT_EQ(CleanUpKelConfig(call), KEL_S_OK);
+  }
+  IKelConfig* again = nullptr;
+  ASSERT_EQ(CreateKelConfig(1, &again), KEL_S_OK);
+  for (IKelConfig* gone : first) {
+    if (gone == again) continue;
+    EXPECT_EQ(ReleaseKelConfig(gone), KEL_E_FAIL);
+    EXPECT_EQ(RegistryCount(1), 2);
+    EXPECT_EQ(RegistryCount(9), 2);
+  }
 }
 
 TEST_F(RegistryTest, ReadsByCallIdGiveTheirReferenceBack) {
