@@ -7,6 +7,10 @@
 #include <string>
 #include <vector>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#endif
+
 #include "mediastores/mediastores.h"
 #include "tests/store/store_test_util.h"
 
@@ -100,7 +104,7 @@ TEST_F(RegistryTest, ManyCallsKeepTheirEntries) {
 }
 
 // A store that went is not registered any more, even when its call came back with another
-// store and other calls still hold theirs.
+// store and other calls still hold theirs; under AddressSanitizer its memory is poisoned.
 TEST_F(RegistryTest, ReleaseOfAStoreThatWentFails) {
   IKelConfig* kept = nullptr;
   IKelConfig* first[2] = {nullptr, nullptr};
@@ -118,6 +122,9 @@ TEST_F(RegistryTest, ReleaseOfAStoreThatWentFails) {
     EXPECT_EQ(ReleaseKelConfig(gone), KEL_E_FAIL);
     EXPECT_EQ(RegistryCount(1), 2);
     EXPECT_EQ(RegistryCount(9), 2);
+#if defined(__SANITIZE_ADDRESS__)
+    EXPECT_TRUE(__asan_address_is_poisoned(gone));  // a use of it is reported
+#endif
   }
 }
 

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include <sanitizer/asan_interface.h>
+
 #include "mediaengine/mediastores/src/config/kel_config_store.h"
 #include "mediastores/kel_config_helper.h"
 #include "mediastores/result_codes.h"
@@ -222,7 +224,8 @@ class SlotTable {
 // IKelConfig* leads to its call by arithmetic on the address, without a table keyed by the
 // address or a read of the store. Each place has its call id in a dense array. A slab is aligned
 // to its own size, so the address of a store names its slab. Places are reused; the slabs go
-// back to the heap when the last store does.
+// back to the heap when the last store does. Under AddressSanitizer a place without a store is
+// poisoned, so a store used after its last release is reported as a heap one would be.
 class StorePlaces {
  public:
   static constexpr uint32_t kNoPlace = ~uint32_t{0};
@@ -232,10 +235,12 @@ class StorePlaces {
     const uint32_t place = m_free.back();
     m_free.pop_back();
     ++m_live;
+    ASAN_UNPOISON_MEMORY_REGION(Address(place), sizeof(KelConfig));
     return place;
   }
   // Gives back a place whose store was destroyed.
   void Give(uint32_t place) {
+    ASAN_POISON_MEMORY_REGION(Address(place), sizeof(KelConfig));
     m_free.push_back(place);  // within the capacity reserved by AddSlab
     if (--m_live == 0) ReleaseSlabs();
   }
@@ -282,6 +287,7 @@ class StorePlaces {
     m_slabIndex.MakeRoom();
     auto* slab = static_cast<char*>(
         ::operator new(kPerSlab * sizeof(KelConfig), std::align_val_t(kSlabBytes)));
+    ASAN_POISON_MEMORY_REGION(slab, kPerSlab * sizeof(KelConfig));
     m_slabs.push_back(slab);
     m_callIds.resize(size_t{number + 1} * kPerSlab);
     for (uint32_t i = kPerSlab; i-- > 0;)
@@ -294,8 +300,10 @@ class StorePlaces {
     if (v.capacity() < size) v.reserve(std::max(size, 2 * v.capacity()));
   }
   void ReleaseSlabs() {
-    for (char* slab : m_slabs)
+    for (char* slab : m_slabs) {
+      ASAN_UNPOISON_MEMORY_REGION(slab, kPerSlab * sizeof(KelConfig));
       ::operator delete(slab, std::align_val_t(kSlabBytes));
+    }
     m_slabs = std::vector<char*>();
     m_callIds = std::vector<uint32_t>();
     m_free = std::vector<uint32_t>();
