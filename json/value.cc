@@ -187,16 +187,19 @@ Array& Value::HoldArray() {
   return mPayload.array;
 }
 
-void Value::TakeFrom(Value& other) noexcept {
+// What TakeFrom and CopyFrom share: `other`'s string, object or array moved or copied in as
+// `Source` says, any other payload copied.
+template <class Source>
+void Value::Adopt(Source&& other) {
   switch (other.mHeld) {
     case StringVal:
-      new (&mPayload.string) std::string(std::move(other.mPayload.string));
+      new (&mPayload.string) std::string(std::forward<Source>(other).mPayload.string);
       break;
     case ObjectVal:
-      new (&mPayload.object) Object(std::move(other.mPayload.object));
+      new (&mPayload.object) Object(std::forward<Source>(other).mPayload.object);
       break;
     case ArrayVal:
-      new (&mPayload.array) Array(std::move(other.mPayload.array));
+      new (&mPayload.array) Array(std::forward<Source>(other).mPayload.array);
       break;
     default:
       mPayload.integer = other.mPayload.integer;
@@ -206,23 +209,12 @@ void Value::TakeFrom(Value& other) noexcept {
   mHeld = other.mHeld;
 }
 
+void Value::TakeFrom(Value& other) noexcept {
+  Adopt(std::move(other));
+}
+
 void Value::CopyFrom(const Value& other) {
-  switch (other.mHeld) {
-    case StringVal:
-      new (&mPayload.string) std::string(other.mPayload.string);
-      break;
-    case ObjectVal:
-      new (&mPayload.object) Object(other.mPayload.object);
-      break;
-    case ArrayVal:
-      new (&mPayload.array) Array(other.mPayload.array);
-      break;
-    default:
-      mPayload.integer = other.mPayload.integer;
-      break;
-  }
-  mValueType = other.mValueType;
-  mHeld = other.mHeld;
+  Adopt(other);
 }
 
 void Value::Release() noexcept {

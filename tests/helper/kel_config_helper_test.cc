@@ -11,6 +11,7 @@
 #include "mediaengine/mediastores/src/config/kel_config_store.h"
 #include "mediastores/mediastores.h"
 #include "tests/store/store_test_util.h"
+#include "tests/support/stress_support.h"
 #include "tests/support/trace_capture.h"
 
 namespace kelStore {
@@ -151,20 +152,11 @@ TEST_F(KelConfigHelperTest, FirstRecordsOfAGroupFromManyThreadsAllGoLive) {
   constexpr int kThreads = 4;
   for (int round = 0; round < 20; ++round) {
     KelConfigHelper helper;
-    std::atomic<int> ready{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-      threads.emplace_back([&, t] {
-        const std::string name = "k" + std::to_string(t);
-        ready.fetch_add(1);
-        while (ready.load() < kThreads) {
-        }
-        for (uint32_t g = 0; g < kGroupLast; ++g)
-          helper.SubscribeConfig(name.c_str(), kNoop, static_cast<KelConfigGroup>(g));
-      });
-    }
-    for (std::thread& thread : threads)
-      thread.join();
+    stresstest::RunTogether(kThreads, [&](int t) {
+      const std::string name = "k" + std::to_string(t);
+      for (uint32_t g = 0; g < kGroupLast; ++g)
+        helper.SubscribeConfig(name.c_str(), kNoop, static_cast<KelConfigGroup>(g));
+    });
     ASSERT_EQ(helper.SetCallId(kCall), KEL_S_OK);
     ASSERT_EQ(kObservers(), uint32_t{kThreads * kGroupLast}) << "round " << round;
   }

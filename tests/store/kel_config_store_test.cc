@@ -10,6 +10,7 @@
 
 #include "mediastores/mediastores.h"
 #include "tests/store/store_test_util.h"
+#include "tests/support/stress_support.h"
 #include "tests/support/trace_capture.h"
 
 namespace kelStore {
@@ -52,20 +53,11 @@ TEST(StoreConcurrencyTest, FirstUseOfAGroupKeepsEveryThreadsValue) {
   constexpr int kThreads = 4;
   for (int round = 0; round < 20; ++round) {
     KelConfig store(7);
-    std::atomic<int> ready{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-      threads.emplace_back([&, t] {
-        const std::string name = "k" + std::to_string(t);
-        ready.fetch_add(1);
-        while (ready.load() < kThreads) {
-        }
-        for (uint32_t g = 0; g < kGroupLast; ++g)
-          store.SetKelConfig(static_cast<KelConfigGroup>(g), name.c_str(), ConfigData(t));
-      });
-    }
-    for (std::thread& thread : threads)
-      thread.join();
+    stresstest::RunTogether(kThreads, [&](int t) {
+      const std::string name = "k" + std::to_string(t);
+      for (uint32_t g = 0; g < kGroupLast; ++g)
+        store.SetKelConfig(static_cast<KelConfigGroup>(g), name.c_str(), ConfigData(t));
+    });
     for (uint32_t g = 0; g < kGroupLast; ++g) {
       for (int t = 0; t < kThreads; ++t) {
         ConfigData value;

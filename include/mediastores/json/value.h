@@ -178,6 +178,8 @@ class MEDIASTORES_API Value {
   void TakeFrom(Value& other) noexcept;
   // Copies what `other` holds; this value must hold nothing.
   void CopyFrom(const Value& other);
+  template <class Source>
+  void Adopt(Source&& other);
   // Destroys what this value holds (nested values of any depth in bounded stack) and leaves a
   // null value holding nothing.
   void Release() noexcept;
