@@ -175,23 +175,39 @@ BENCHMARK(BM_DynamicReadFloor);
 
 // --- Posted deliveries ------------------------------------------------------------------------
 
-void BM_PostedDeliveries(benchmark::State& state) {
+// One subscriber on a worker thread, told by posted events of each set of its key.
+struct PostedSubscriber {
+  PostedSubscriber() {
+    store.p->SubscribeConfig(
+        kGroup, "fps", [this](const KelConfigEvent& e) { counter(e); }, &worker, true);
+  }
+  // A set that changes the value, so it posts one delivery.
+  void Set() { store.p->SetKelConfig(kGroup, "fps", values[++i & 1]); }
+  // Returns once everything posted before has been delivered.
+  void Drain() {
+    worker.GetEventQueue()->SendEvent(new FnEvent([] {}));
+  }
+  // Marks the run failed unless exactly `expected` deliveries arrived.
+  void Check(benchmark::State& state, int64_t expected) {
+    if (counter.n.load() != static_cast<uint64_t>(expected)) state.SkipWithError("lost deliveries");
+  }
+
   Store store;
   Counter counter;
   COxEventThread worker;
-  store.p->SubscribeConfig(
-      kGroup, "fps", [&counter](const KelConfigEvent& e) { counter(e); }, &worker, true);
   const ConfigData values[2] = {ConfigData(30), ConfigData(60)};
   size_t i = 0;
+};
+
+void BM_PostedDeliveries(benchmark::State& state) {
+  PostedSubscriber subscriber;
   for (auto _ : state) {
     for (int n = 0; n < kBatch; ++n)
-      store.p->SetKelConfig(kGroup, "fps", values[++i & 1]);
-    worker.GetEventQueue()->SendEvent(new FnEvent([] {}));  // the batch has been delivered
+      subscriber.Set();
+    subscriber.Drain();  // the batch has been delivered
   }
   state.SetItemsProcessed(state.iterations() * kBatch);
-  if (counter.n.load() != static_cast<uint64_t>(state.iterations() * kBatch)) {
-    state.SkipWithError("lost deliveries");
-  }
+  subscriber.Check(state, state.iterations() * kBatch);
 }
 BENCHMARK(BM_PostedDeliveries)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.3);
 
@@ -246,18 +262,27 @@ class PlainQueueThread {
   std::thread thread_;
 };
 
-void BM_PlainQueueFloor(benchmark::State& state) {
+// The floor's counterpart of a posted delivery: a closure holding a copy of the event and of the
+// callback, pushed to the plain queue.
+struct PlainPosting {
+  void Push() {
+    worker.Push([event = event, callback = callback] { callback(event); });
+  }
+
   Counter counter;
-  std::function<void(const KelConfigEvent&)> callback = [&counter](const KelConfigEvent& e) {
+  std::function<void(const KelConfigEvent&)> callback = [this](const KelConfigEvent& e) {
     counter(e);
   };
-  PlainQueueThread worker;
   const KelConfigEvent event = SampleEvent();
+  PlainQueueThread worker;
+};
+
+void BM_PlainQueueFloor(benchmark::State& state) {
+  PlainPosting posting;
   for (auto _ : state) {
-    for (int n = 0; n < kBatch; ++n) {
-      worker.Push([event, callback] { callback(event); });
-    }
-    worker.Flush();
+    for (int n = 0; n < kBatch; ++n)
+      posting.Push();
+    posting.worker.Flush();
   }
   state.SetItemsProcessed(state.iterations() * kBatch);
 }
@@ -266,34 +291,21 @@ BENCHMARK(BM_PlainQueueFloor)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0
 // One set that posts to one worker subscriber per item, the worker draining meanwhile: what the
 // setting thread pays for a posted delivery, in the store's path as a whole.
 void BM_SetPostedPerItem(benchmark::State& state) {
-  Store store;
-  Counter counter;
-  COxEventThread worker;
-  store.p->SubscribeConfig(
-      kGroup, "fps", [&counter](const KelConfigEvent& e) { counter(e); }, &worker, true);
-  const ConfigData values[2] = {ConfigData(30), ConfigData(60)};
-  size_t i = 0;
+  PostedSubscriber subscriber;
   for (auto _ : state)
-    store.p->SetKelConfig(kGroup, "fps", values[++i & 1]);
-  worker.GetEventQueue()->SendEvent(new FnEvent([] {}));  // everything has been delivered
-  if (counter.n.load() != static_cast<uint64_t>(state.iterations())) {
-    state.SkipWithError("lost deliveries");
-  }
+    subscriber.Set();
+  subscriber.Drain();  // everything has been delivered
+  subscriber.Check(state, state.iterations());
 }
 BENCHMARK(BM_SetPostedPerItem)->UseRealTime()->MinTime(0.3);
 
 // Floor: push one closure holding a copy of the event and of the callback to the plain queue
 // per item, the consumer draining meanwhile.
 void BM_PlainQueuePushFloor(benchmark::State& state) {
-  Counter counter;
-  std::function<void(const KelConfigEvent&)> callback = [&counter](const KelConfigEvent& e) {
-    counter(e);
-  };
-  PlainQueueThread worker;
-  const KelConfigEvent event = SampleEvent();
+  PlainPosting posting;
   for (auto _ : state)
-    worker.Push([event, callback] { callback(event); });
-  worker.Flush();
+    posting.Push();
+  posting.worker.Flush();
 }
 BENCHMARK(BM_PlainQueuePushFloor)->UseRealTime()->MinTime(0.3);
 

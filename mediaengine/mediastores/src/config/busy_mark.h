@@ -38,38 +38,25 @@ class BusyMark {
     const uint64_t m_self;
   };
 
-  // One running Notify/Invoke outside a walk. Depth() is the nesting depth that its start made
-  // (1 when nothing else runs on the handler); the depth drops when the scope ends.
-  class Running {
+  // One running Notify/Invoke. Depth() is the nesting depth that its start made (1 when nothing
+  // else runs on the handler). As it ends (also when the callback throws) the depth drops; for a
+  // call of a walk, `marker` names the thread whose walk marked the handler, and the mark is left
+  // in the same step. Outside a walk `marker` is 0 (no thread).
+  class Run {
    public:
-    explicit Running(BusyMark& mark) : m_mark(mark), m_depth(mark.StartRun()) {}
-    ~Running() { m_mark.m_word.fetch_sub(kRunUnit, std::memory_order_release); }
-    Running(const Running&) = delete;
-    Running& operator=(const Running&) = delete;
-    uint32_t Depth() const { return m_depth; }
-
-   private:
-    BusyMark& m_mark;
-    const uint32_t m_depth;
-  };
-
-  // One running Notify/Invoke of a walk by thread `self` that marked the handler: as it ends
-  // (also when the callback throws) the depth drops and the walk's mark is left, in one step.
-  class MarkedRun {
-   public:
-    MarkedRun(BusyMark& mark, uint64_t self)
-        : m_mark(mark), m_self(self), m_depth(mark.StartRun()) {}
-    ~MarkedRun() {
-      m_mark.ReleaseHolder(m_self);
-      m_mark.m_word.fetch_sub(kRunUnit + 1, std::memory_order_release);
+    explicit Run(BusyMark& mark, uint64_t marker = 0)
+        : m_mark(mark), m_marker(marker), m_depth(mark.StartRun()) {}
+    ~Run() {
+      if (m_marker != 0) m_mark.ReleaseHolder(m_marker);
+      m_mark.m_word.fetch_sub(kRunUnit + (m_marker != 0 ? 1 : 0), std::memory_order_release);
     }
-    MarkedRun(const MarkedRun&) = delete;
-    MarkedRun& operator=(const MarkedRun&) = delete;
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
     uint32_t Depth() const { return m_depth; }
 
    private:
     BusyMark& m_mark;
-    const uint64_t m_self;
+    const uint64_t m_marker;
     const uint32_t m_depth;
   };
 

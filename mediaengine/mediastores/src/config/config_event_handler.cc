@@ -73,7 +73,7 @@ bool ConfigEventHandler::Notify(const KelConfigEvent& event) {
   WalkEvent walkEvent(event);
   DeliveryTimer timer;
   {
-    const BusyMark::Running running(busy);
+    const BusyMark::Run running(busy);
     ReportDepth(signature, running.Depth(), event);
     Hand(signature, walkEvent, nullptr);
   }
@@ -84,7 +84,7 @@ bool ConfigEventHandler::Notify(const KelConfigEvent& event) {
 void ConfigEventHandler::Notify(WalkEvent& event, DeliveryTimer& timer, uint64_t self,
                                 const Ptr& handler) {
   const char* const signature = __PRETTY_FUNCTION__;
-  const BusyMark::MarkedRun running(busy, self);
+  const BusyMark::Run running(busy, self);
   ReportDepth(signature, running.Depth(), event.Get());
   Hand(signature, event, &handler);
   ReportCost(signature, timer.Lap(), event.Get());
@@ -96,7 +96,7 @@ ConfigValue ConfigEventHandler::Invoke(const KelConfigEvent& event) {
   DeliveryTimer timer;
   ConfigValue answer;
   {
-    const BusyMark::Running running(busy);
+    const BusyMark::Run running(busy);
     ReportDepth(signature, running.Depth(), event);
     answer = onInvoke(event);
   }
@@ -107,7 +107,7 @@ ConfigValue ConfigEventHandler::Invoke(const KelConfigEvent& event) {
 ConfigValue ConfigEventHandler::Invoke(const KelConfigEvent& event, DeliveryTimer& timer,
                                        uint64_t self) {
   const char* const signature = __PRETTY_FUNCTION__;
-  const BusyMark::MarkedRun running(busy, self);
+  const BusyMark::Run running(busy, self);
   ReportDepth(signature, running.Depth(), event);
   ConfigValue answer = onInvoke(event);
   ReportCost(signature, timer.Lap(), event);
