@@ -238,7 +238,12 @@ class StorePlaces {
     ASAN_UNPOISON_MEMORY_REGION(Address(place), sizeof(KelConfig));
     return place;
   }
-  // Gives back a place whose store was destroyed.
+  // Destroys the store at `place` and gives the place back.
+  void Destroy(uint32_t place) {
+    Store(place)->~KelConfig();
+    Give(place);
+  }
+  // Gives back a place whose store was destroyed (or never made).
   void Give(uint32_t place) {
     ASAN_POISON_MEMORY_REGION(Address(place), sizeof(KelConfig));
     m_free.push_back(place);  // within the capacity reserved by AddSlab
@@ -351,8 +356,7 @@ int32_t DropReference(CallSlot* call) MS_REQUIRES(g_mutex) {
     const uint32_t place = call->place;
     g_callIndex.Remove(call);
     g_mapConfigs.erase(callId);
-    g_stores.Store(place)->~KelConfig();
-    g_stores.Give(place);
+    g_stores.Destroy(place);
   }
   return before - 1;
 }
@@ -363,8 +367,7 @@ void DropAll() MS_REQUIRES(g_mutex) {
   while (!g_mapConfigs.empty()) {
     const uint32_t place = g_mapConfigs.begin()->second;
     g_mapConfigs.erase(g_mapConfigs.begin());
-    g_stores.Store(place)->~KelConfig();
-    g_stores.Give(place);
+    g_stores.Destroy(place);
   }
 }
 
