@@ -23,7 +23,7 @@ BENCHMARK(BM_JsonReadConfig)
     ->Arg(10000)
     ->Arg(100000)
     ->Unit(benchmark::kMillisecond)
-    ->MinTime(1.0)
+    ->MinTime(0.2)
     ->Complexity(benchmark::oN);
 
 void BM_JsonWriteConfig(benchmark::State& state) {
@@ -42,7 +42,7 @@ BENCHMARK(BM_JsonWriteConfig)
     ->Arg(10000)
     ->Arg(100000)
     ->Unit(benchmark::kMillisecond)
-    ->MinTime(1.0)
+    ->MinTime(0.2)
     ->Complexity(benchmark::oN);
 
 // Nesting: arrays nested `depth` deep around one number, read and written.

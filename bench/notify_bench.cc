@@ -101,7 +101,7 @@ void BM_SetDirectSubscribers(benchmark::State& state) {
 }
 // Longer than the suite's default (as the hand-offs below): the per-subscriber figure is a
 // difference of two of these.
-BENCHMARK(BM_SetDirectSubscribers)->Arg(0)->Arg(1)->Arg(10)->MinTime(0.3);
+BENCHMARK(BM_SetDirectSubscribers)->Arg(0)->Arg(1)->Arg(10)->MinTime(0.1);
 
 // Floor: the same callbacks called in a plain loop.
 void BM_FunctionCallLoopFloor(benchmark::State& state) {
@@ -116,7 +116,7 @@ void BM_FunctionCallLoopFloor(benchmark::State& state) {
       callback(event);
   }
 }
-BENCHMARK(BM_FunctionCallLoopFloor)->MinTime(0.3);
+BENCHMARK(BM_FunctionCallLoopFloor)->MinTime(0.1);
 
 // Context: the clock reading that ends one delivery of a walk and starts the next (the check for
 // a slow callback), and one reading of the fine platform clock beside it.
@@ -209,7 +209,7 @@ void BM_PostedDeliveries(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kBatch);
   subscriber.Check(state, state.iterations() * kBatch);
 }
-BENCHMARK(BM_PostedDeliveries)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.3);
+BENCHMARK(BM_PostedDeliveries)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.1);
 
 // Floor: a plain queue of std::function handed to one thread under a mutex and a condition
 // variable; each entry carries a copy of the event, as a posted delivery must.
@@ -286,7 +286,7 @@ void BM_PlainQueueFloor(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * kBatch);
 }
-BENCHMARK(BM_PlainQueueFloor)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.3);
+BENCHMARK(BM_PlainQueueFloor)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.1);
 
 // One set that posts to one worker subscriber per item, the worker draining meanwhile: what the
 // setting thread pays for a posted delivery, in the store's path as a whole.
@@ -297,7 +297,7 @@ void BM_SetPostedPerItem(benchmark::State& state) {
   subscriber.Drain();  // everything has been delivered
   subscriber.Check(state, state.iterations());
 }
-BENCHMARK(BM_SetPostedPerItem)->UseRealTime()->MinTime(0.3);
+BENCHMARK(BM_SetPostedPerItem)->UseRealTime()->MinTime(0.1);
 
 // Floor: push one closure holding a copy of the event and of the callback to the plain queue
 // per item, the consumer draining meanwhile.
@@ -307,7 +307,7 @@ void BM_PlainQueuePushFloor(benchmark::State& state) {
     posting.Push();
   posting.worker.Flush();
 }
-BENCHMARK(BM_PlainQueuePushFloor)->UseRealTime()->MinTime(0.3);
+BENCHMARK(BM_PlainQueuePushFloor)->UseRealTime()->MinTime(0.1);
 
 // --- Sent deliveries --------------------------------------------------------------------------
 
@@ -326,7 +326,7 @@ void BM_SentRoundTrip(benchmark::State& state) {
     state.SkipWithError("lost deliveries");
   }
 }
-BENCHMARK(BM_SentRoundTrip)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.3);
+BENCHMARK(BM_SentRoundTrip)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.1);
 
 // Floor: one thread hands a call to another and waits for it to be done (ping-pong).
 void BM_HandOffFloor(benchmark::State& state) {
@@ -368,7 +368,7 @@ void BM_HandOffFloor(benchmark::State& state) {
   requestCv.notify_one();
   other.join();
 }
-BENCHMARK(BM_HandOffFloor)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.3);
+BENCHMARK(BM_HandOffFloor)->MeasureProcessCPUTime()->UseRealTime()->MinTime(0.1);
 
 // --- Summary ----------------------------------------------------------------------------------
 

@@ -1,5 +1,6 @@
 // Configuration store: value reads and writes next to a bare locked map (the floor the store's
-// design implies), and the registry's create/release/clean-up with few and many calls.
+// design implies), run side by side, and the registry's create/release/clean-up with few and
+// many calls (the median of short slices, "ns:registry", in each repetition).
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -8,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/side_by_side.h"
 #include "mediastores/mediastores.h"
 
 namespace {
@@ -68,106 +70,99 @@ struct StoreFixture {
   ~StoreFixture() { kelStore::DestroyKelConfig(); }
 };
 
-void BM_Get_Floor(benchmark::State& state) {
+// Each benchmark below runs the store and the floor side by side (bench/side_by_side.h) and
+// reports both as "ns:store" and "ns:floor".
+
+void BM_Get(benchmark::State& state) {
+  StoreFixture fixture;
   FloorMap floor;
   ConfigData out;
   size_t i = 0;
-  for (auto _ : state) {
-    std::lock_guard<std::recursive_mutex> lock(floor.mutex);
-    auto it = floor.map.find(Keys()[Order()[i++ & kOrderMask]]);
-    if (it != floor.map.end()) out = it->second;
-    benchmark::DoNotOptimize(out);
-  }
+  size_t j = 0;
+  bench::SideBySide(state,
+                    bench::Side("store",
+                                [&] {
+                                  benchmark::DoNotOptimize(fixture.store->GetKelConfig(
+                                      kGroup, Keys()[Order()[i++ & kOrderMask]].c_str(), out));
+                                  benchmark::DoNotOptimize(out);
+                                }),
+                    bench::Side("floor", [&] {
+                      std::lock_guard<std::recursive_mutex> lock(floor.mutex);
+                      auto it = floor.map.find(Keys()[Order()[j++ & kOrderMask]]);
+                      if (it != floor.map.end()) out = it->second;
+                      benchmark::DoNotOptimize(out);
+                    }));
 }
-BENCHMARK(BM_Get_Floor);
-
-void BM_Get_Store(benchmark::State& state) {
-  StoreFixture fixture;
-  ConfigData out;
-  size_t i = 0;
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(
-        fixture.store->GetKelConfig(kGroup, Keys()[Order()[i++ & kOrderMask]].c_str(), out));
-    benchmark::DoNotOptimize(out);
-  }
-}
-BENCHMARK(BM_Get_Store);
+BENCHMARK(BM_Get);
 
 // Writes that change the value: each key flips between two values.
-void BM_SetChanged_Floor(benchmark::State& state) {
+void BM_SetChanged(benchmark::State& state) {
+  StoreFixture fixture;
   FloorMap floor;
   const ConfigData values[2] = {ConfigData(30), ConfigData(60)};
-  uint8_t flips[kKeys] = {};
+  uint8_t storeFlips[kKeys] = {};
+  uint8_t floorFlips[kKeys] = {};
   size_t i = 0;
-  for (auto _ : state) {
-    const int key = Order()[i++ & kOrderMask];
-    std::lock_guard<std::recursive_mutex> lock(floor.mutex);
-    floor.map[Keys()[key]] = values[flips[key] ^= 1];
-  }
+  size_t j = 0;
+  bench::SideBySide(state,
+                    bench::Side("store",
+                                [&] {
+                                  const int key = Order()[i++ & kOrderMask];
+                                  benchmark::DoNotOptimize(fixture.store->SetKelConfig(
+                                      kGroup, Keys()[key].c_str(), values[storeFlips[key] ^= 1]));
+                                }),
+                    bench::Side("floor", [&] {
+                      const int key = Order()[j++ & kOrderMask];
+                      std::lock_guard<std::recursive_mutex> lock(floor.mutex);
+                      floor.map[Keys()[key]] = values[floorFlips[key] ^= 1];
+                    }));
 }
-BENCHMARK(BM_SetChanged_Floor);
-
-void BM_SetChanged_Store(benchmark::State& state) {
-  StoreFixture fixture;
-  const ConfigData values[2] = {ConfigData(30), ConfigData(60)};
-  uint8_t flips[kKeys] = {};
-  size_t i = 0;
-  for (auto _ : state) {
-    const int key = Order()[i++ & kOrderMask];
-    benchmark::DoNotOptimize(
-        fixture.store->SetKelConfig(kGroup, Keys()[key].c_str(), values[flips[key] ^= 1]));
-  }
-}
-BENCHMARK(BM_SetChanged_Store);
+BENCHMARK(BM_SetChanged);
 
 // Writes of the value already stored.
-void BM_SetSame_Floor(benchmark::State& state) {
+void BM_SetSame(benchmark::State& state) {
+  StoreFixture fixture;
   FloorMap floor;
   const ConfigData value(30);
   size_t i = 0;
-  for (auto _ : state) {
-    std::lock_guard<std::recursive_mutex> lock(floor.mutex);
-    floor.map[Keys()[Order()[i++ & kOrderMask]]] = value;
-  }
+  size_t j = 0;
+  bench::SideBySide(state,
+                    bench::Side("store",
+                                [&] {
+                                  benchmark::DoNotOptimize(fixture.store->SetKelConfig(
+                                      kGroup, Keys()[Order()[i++ & kOrderMask]].c_str(), value));
+                                }),
+                    bench::Side("floor", [&] {
+                      std::lock_guard<std::recursive_mutex> lock(floor.mutex);
+                      floor.map[Keys()[Order()[j++ & kOrderMask]]] = value;
+                    }));
 }
-BENCHMARK(BM_SetSame_Floor);
+BENCHMARK(BM_SetSame);
 
-void BM_SetSame_Store(benchmark::State& state) {
+// A new key written and removed again (one map node made and freed per operation).
+void BM_SetNewKeyAndRemove(benchmark::State& state) {
   StoreFixture fixture;
-  const ConfigData value(30);
-  size_t i = 0;
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(
-        fixture.store->SetKelConfig(kGroup, Keys()[Order()[i++ & kOrderMask]].c_str(), value));
-  }
-}
-BENCHMARK(BM_SetSame_Store);
-
-// A new key written and removed again (one map node made and freed per iteration).
-void BM_SetNewKeyAndRemove_Floor(benchmark::State& state) {
   FloorMap floor;
   const std::string key = "video.encoder.newKey";
   const ConfigData value(30);
-  for (auto _ : state) {
-    {
-      std::lock_guard<std::recursive_mutex> lock(floor.mutex);
-      floor.map.emplace(key, value);
-    }
-    std::lock_guard<std::recursive_mutex> lock(floor.mutex);
-    floor.map.erase(key);
-  }
+  bench::SideBySide(
+      state,
+      bench::Side("store",
+                  [&] {
+                    benchmark::DoNotOptimize(
+                        fixture.store->SetKelConfig(kGroup, key.c_str(), value));
+                    benchmark::DoNotOptimize(fixture.store->RemoveKelConfig(kGroup, key.c_str()));
+                  }),
+      bench::Side("floor", [&] {
+        {
+          std::lock_guard<std::recursive_mutex> lock(floor.mutex);
+          floor.map.emplace(key, value);
+        }
+        std::lock_guard<std::recursive_mutex> lock(floor.mutex);
+        floor.map.erase(key);
+      }));
 }
-BENCHMARK(BM_SetNewKeyAndRemove_Floor);
-
-void BM_SetNewKeyAndRemove_Store(benchmark::State& state) {
-  StoreFixture fixture;
-  const ConfigData value(30);
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(fixture.store->SetKelConfig(kGroup, "video.encoder.newKey", value));
-    benchmark::DoNotOptimize(fixture.store->RemoveKelConfig(kGroup, "video.encoder.newKey"));
-  }
-}
-BENCHMARK(BM_SetNewKeyAndRemove_Store);
+BENCHMARK(BM_SetNewKeyAndRemove);
 
 // Registers calls 0 .. n-1 (each with count 2) unless that is already the registry's content.
 void RegisterCalls(uint32_t n) {
@@ -189,11 +184,11 @@ uint32_t NextCall(uint32_t& seed, uint32_t n) {
 void BM_Registry_CreateRelease_SameCall(benchmark::State& state) {
   const auto n = static_cast<uint32_t>(state.range(0));
   RegisterCalls(n);
-  for (auto _ : state) {
-    IKelConfig* store = nullptr;
-    kelStore::CreateKelConfig(n / 2, &store);
-    kelStore::ReleaseKelConfig(store);
-  }
+  bench::SideBySide(state, bench::Side("registry", [n] {
+                      IKelConfig* store = nullptr;
+                      kelStore::CreateKelConfig(n / 2, &store);
+                      kelStore::ReleaseKelConfig(store);
+                    }));
 }
 BENCHMARK(BM_Registry_CreateRelease_SameCall)->Arg(1000)->Arg(100000);
 
@@ -203,11 +198,11 @@ void BM_Registry_CreateRelease_SpreadCalls(benchmark::State& state) {
   const auto n = static_cast<uint32_t>(state.range(0));
   RegisterCalls(n);
   uint32_t seed = 1;
-  for (auto _ : state) {
-    IKelConfig* store = nullptr;
-    kelStore::CreateKelConfig(NextCall(seed, n), &store);
-    kelStore::ReleaseKelConfig(store);
-  }
+  bench::SideBySide(state, bench::Side("registry", [&] {
+                      IKelConfig* store = nullptr;
+                      kelStore::CreateKelConfig(NextCall(seed, n), &store);
+                      kelStore::ReleaseKelConfig(store);
+                    }));
 }
 BENCHMARK(BM_Registry_CreateRelease_SpreadCalls)->Arg(1000)->Arg(100000);
 
@@ -217,13 +212,13 @@ void BM_Registry_CreateReleaseCleanUp(benchmark::State& state) {
   const auto n = static_cast<uint32_t>(state.range(0));
   RegisterCalls(n);
   uint32_t callId = n;
-  for (auto _ : state) {
-    IKelConfig* store = nullptr;
-    kelStore::CreateKelConfig(callId, &store);
-    kelStore::ReleaseKelConfig(store);
-    kelStore::CleanUpKelConfig(callId);
-    callId = callId + 1 < 2 * n ? callId + 1 : n;
-  }
+  bench::SideBySide(state, bench::Side("registry", [&] {
+                      IKelConfig* store = nullptr;
+                      kelStore::CreateKelConfig(callId, &store);
+                      kelStore::ReleaseKelConfig(store);
+                      kelStore::CleanUpKelConfig(callId);
+                      callId = callId + 1 < 2 * n ? callId + 1 : n;
+                    }));
 }
 BENCHMARK(BM_Registry_CreateReleaseCleanUp)->Arg(1000)->Arg(100000);
 

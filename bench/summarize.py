@@ -4,9 +4,14 @@
 Usage: bench/summarize.py RESULTS_DIR [--out FILE] [--check]
 
 Each row is a figure, the floor or peer measured in the same run, their ratio and the goal with
-a mark: pass, MISS (the goal is not met), NOISY (met, but the figure or its floor varied by more
-than NOISE_LIMIT percent across repetitions, so the run cannot vouch for it) or n/a (not measured).
-With --check the exit status is 1 unless every goal row passes. Times are medians over the repetitions; CPU time for work done on one thread,
+a mark: pass, MISS (the goal is not met), NOISY (met, but the run cannot vouch for it) or n/a
+(not measured). With --check the exit status is 1 unless every goal row passes.
+
+The results hold every repetition. Repetitions of one program run interleaved, in rounds, so a
+figure and its floor are compared round by round: the ratio is the median of the rounds'
+ratios. Its noise is their coefficient of variation, taken over the rounds within Tukey's fences
+(a round that another tenant of the machine disturbed falls outside and is counted); a row is
+NOISY when that exceeds NOISE_LIMIT percent. Times are CPU time for work done on one thread,
 real time for hand-offs between threads. A figure whose benchmark (or peer) did not run shows as
 n/a. Only the standard library is used.
 """
@@ -28,6 +33,7 @@ _RUN_PARTS = re.compile(
 
 def _load(path):
     """Reads one results file; a file cut short (a crashed benchmark) keeps its complete runs."""
+
     with open(path, encoding="utf-8", errors="replace") as f:
         text = f.read()
     try:
@@ -44,13 +50,77 @@ def _load(path):
     return None
 
 
+def _quantile(ordered, q):
+    """The q-quantile of sorted values, interpolated between neighbours."""
+
+    position = q * (len(ordered) - 1)
+    below = int(math.floor(position))
+    above = min(below + 1, len(ordered) - 1)
+    return ordered[below] + (ordered[above] - ordered[below]) * (position - below)
+
+
+class Series:
+    """One figure per repetition, keyed by the repetition's index. With interleaved repetitions
+    the runs of one index, one of each benchmark of a program, ran within moments of each other,
+    so a figure and its floor are compared index by index."""
+
+
+    def __init__(self, values):
+        self.values = {k: v for k, v in values.items()
+                       if v is not None and not (isinstance(v, float) and math.isnan(v))}
+
+    def median(self):
+        if not self.values:
+            return None
+        ordered = sorted(self.values.values())
+        middle = len(ordered) // 2
+        if len(ordered) % 2:
+            return ordered[middle]
+        return (ordered[middle - 1] + ordered[middle]) / 2
+
+    def settled(self):
+        """The values within Tukey's fences (1.5 interquartile ranges beyond the quartiles): a
+        repetition that another tenant of the machine disturbed falls outside and is left out."""
+
+        ordered = sorted(self.values.values())
+        if len(ordered) < 4:
+            return ordered
+        q1, q3 = _quantile(ordered, 0.25), _quantile(ordered, 0.75)
+        low, high = q1 - 1.5 * (q3 - q1), q3 + 1.5 * (q3 - q1)
+        return [v for v in ordered if low <= v <= high]
+
+    def cv(self):
+        """Coefficient of variation in percent (sample standard deviation over the mean) of the
+        settled values, or None for fewer than two."""
+
+        values = self.settled()
+        if len(values) < 2:
+            return None
+        mean = sum(values) / len(values)
+        if mean == 0:
+            return None
+        variance = sum((v - mean) ** 2 for v in values) / (len(values) - 1)
+        return 100.0 * math.sqrt(variance) / abs(mean)
+
+    def disturbed(self):
+        """How many repetitions fell outside the fences."""
+
+        return len(self.values) - len(self.settled())
+
+    def map(self, fn):
+        return Series({k: fn(v) for k, v in self.values.items()})
+
+    def pair(self, other, fn):
+        return Series({k: fn(v, other.values[k]) for k, v in self.values.items()
+                       if k in other.values})
+
+
 class Results:
-    """Benchmarks by name: median (or single run) figures, and their noise."""
+    """Benchmarks by name, each a Series of its runs (one per repetition)."""
+
 
     def __init__(self, directory):
-        self.runs = {}  # name -> dict of the chosen run
-        self.samples = {}  # name -> list of iteration runs (when no aggregate was reported)
-        self.cv = {}  # name -> coefficient of variation of the chosen time, in percent
+        self.runs = {}  # name -> {repetition index: run}
         self.contexts = []
         self.files = []
         for path in sorted(glob.glob(os.path.join(directory, "*.json"))):
@@ -62,73 +132,87 @@ class Results:
                 self.contexts.append(data["context"])
             for run in data.get("benchmarks", []):
                 self._add(run)
-        for name, runs in self.samples.items():
-            if name not in self.runs:
-                runs = sorted(runs, key=lambda r: r.get("cpu_time", 0))
-                self.runs[name] = runs[len(runs) // 2]
 
     def _add(self, run):
-        if run.get("error_occurred"):
+        if run.get("error_occurred") or run.get("run_type", "iteration") != "iteration":
             return
         name = _RUN_PARTS.sub("", run.get("run_name", run.get("name", "")))
-        if run.get("run_type") == "aggregate":
-            aggregate = run.get("aggregate_name")
-            if aggregate == "median":
-                self.runs[name] = run
-            elif aggregate == "cv":
-                real = "/real_time" in run.get("run_name", "")
-                value = run.get("real_time" if real else "cpu_time")
-                if value is not None:
-                    self.cv[name] = 100.0 * value
-        elif run.get("run_type", "iteration") == "iteration":
-            self.samples.setdefault(name, []).append(run)
+        runs = self.runs.setdefault(name, {})
+        runs[run.get("repetition_index", len(runs))] = run
 
-    def _run(self, name):
-        return self.runs.get(name)
+    def _series(self, name, key, scale=None):
+        runs = self.runs.get(name, {})
+        return Series({index: run[key] * (scale(run) if scale else 1.0)
+                       for index, run in runs.items() if key in run})
+
+    @staticmethod
+    def _ns(run):
+        return _TO_NS.get(run.get("time_unit", "ns"), 1.0)
 
     def cpu(self, name):
-        """Median CPU time in nanoseconds, or None."""
-        run = self._run(name)
-        if not run or "cpu_time" not in run:
-            return None
-        return run["cpu_time"] * _TO_NS.get(run.get("time_unit", "ns"), 1.0)
+        """CPU time in nanoseconds, per repetition."""
+
+        return self._series(name, "cpu_time", self._ns)
 
     def real(self, name):
-        """Median real (wall-clock) time in nanoseconds, or None."""
-        run = self._run(name)
-        if not run or "real_time" not in run:
-            return None
-        return run["real_time"] * _TO_NS.get(run.get("time_unit", "ns"), 1.0)
+        """Real (wall-clock) time in nanoseconds, per repetition."""
+
+        return self._series(name, "real_time", self._ns)
 
     def counter(self, name, key):
-        run = self._run(name)
-        if not run or key not in run:
-            return None
-        return run[key]
-
-    def noise(self, *names):
-        """The largest coefficient of variation among the named benchmarks, in percent."""
-        values = [self.cv[n] for n in names if n in self.cv]
-        return max(values) if values else None
+        return self._series(name, key)
 
 
-# ---- arithmetic that lets a missing figure through as None --------------------------------------
+# ---- arithmetic on figures: a Series, a plain number, or None (not measured) ------------------
 
 
 def _ok(*values):
-    return all(v is not None and not (isinstance(v, float) and math.isnan(v)) for v in values)
+    for v in values:
+        if v is None or (isinstance(v, float) and math.isnan(v)):
+            return False
+        if isinstance(v, Series) and not v.values:
+            return False
+    return True
+
+
+def _combine(a, b, fn):
+    if not _ok(a, b):
+        return None
+    if isinstance(a, Series) and isinstance(b, Series):
+        return a.pair(b, fn)
+    if isinstance(a, Series):
+        return a.map(lambda v: fn(v, b))
+    if isinstance(b, Series):
+        return b.map(lambda v: fn(a, v))
+    return fn(a, b)
 
 
 def div(a, b):
-    return a / b if _ok(a, b) and b != 0 else None
+    return _combine(a, b, lambda x, y: x / y if y != 0 else None)
 
 
 def sub(a, b):
-    return a - b if _ok(a, b) else None
+    return _combine(a, b, lambda x, y: x - y)
 
 
 def mul(a, k):
-    return a * k if _ok(a) else None
+    return _combine(a, k, lambda x, y: x * y)
+
+
+def median(x):
+    return x.median() if isinstance(x, Series) else x
+
+
+def cv(x):
+    return x.cv() if isinstance(x, Series) else None
+
+
+def disturbed(x):
+    return x.disturbed() if isinstance(x, Series) else 0
+
+
+def rounds(x):
+    return len(x.values) if isinstance(x, Series) else 0
 
 
 # ---- the table ----------------------------------------------------------------------------------
@@ -136,7 +220,7 @@ def mul(a, k):
 
 # Marks a row without a floor or peer.
 NOREF = object()
-ROW = "  {:<54} {:>12} {:>12} {:>8}  {:<9} {:<5} {:>5}"
+ROW = "  {:<54} {:>12} {:>12} {:>8}  {:<9} {:<5} {:>5} {:>7}"
 
 
 class Table:
@@ -151,15 +235,21 @@ class Table:
         self.lines.append("")
         self.lines.append(title)
 
-    def row(self, label, value, ref=NOREF, goal=None, higher=False, unit_format="{:.1f}",
-            noise=None):
+    def row(self, label, value, ref=NOREF, goal=None, higher=False, unit_format="{:.1f}"):
         """One figure, with its floor or peer unless `ref` is left out. `goal` is a bound on
         value/ref (<=, or >= when `higher`), ("abs", limit) or ("abs", limit, unit) for a bound
         on the value alone (unit "ns" unless given), or None for a figure shown for context only.
-        A figure or floor that did not run shows as n/a.
+        A figure or floor that did not run shows as n/a. The value and the floor shown are
+        medians over the repetitions; the ratio is the median of the ratios of the same
+        repetition, and the noise is their coefficient of variation (the value's own without a
+        floor).
         """
+
         has_ref = ref is not NOREF
-        ratio = div(value, ref) if has_ref else None
+        ratios = div(value, ref) if has_ref else None
+        judged = ratios if has_ref else value
+        noise, out, count = cv(judged), disturbed(judged), rounds(judged)
+        value, ref, ratio = median(value), median(ref) if has_ref else ref, median(ratios)
         noisy = _ok(noise) and noise > NOISE_LIMIT
         if goal is None:
             goal_text, mark = "", "-"
@@ -189,11 +279,12 @@ class Table:
         ref_text = fmt(ref) if has_ref else ""
         ratio_text = ("{:.2f}x".format(ratio) if _ok(ratio) else "n/a") if has_ref else ""
         noise_text = "{:.0f}%".format(noise) if _ok(noise) else ""
+        out_text = "{}/{}".format(out, count) if count > 1 else ""
         self.lines.append(ROW.format(label, fmt(value), ref_text, ratio_text, goal_text, mark,
-                                     noise_text))
+                                     noise_text, out_text))
 
     def text(self, header):
-        head = ROW.format("figure", "value", "floor/peer", "ratio", "goal", "mark", "cv")
+        head = ROW.format("figure", "value", "floor/peer", "ratio", "goal", "mark", "cv", "outside")
         out = header + [head, "  " + "-" * (len(head) - 2)] + self.lines
         out.append("")
         out.append("  goals: {} pass, {} miss, {} noisy (cv > {}%), {} n/a".format(
@@ -208,18 +299,15 @@ def build(r):
     t = Table()
 
     # ---- configuration store ----
-    t.section("Configuration store: per operation, ns CPU time; floor = std::map under "
+    t.section("Configuration store: ns per operation, side by side; floor = std::map under "
               "std::recursive_mutex")
-    t.row("Get", r.cpu("BM_Get_Store"), r.cpu("BM_Get_Floor"), 1.3,
-          noise=r.noise("BM_Get_Store", "BM_Get_Floor"))
-    t.row("Set, value changed, no observer", r.cpu("BM_SetChanged_Store"),
-          r.cpu("BM_SetChanged_Floor"), 2, noise=r.noise("BM_SetChanged_Store",
-                                                         "BM_SetChanged_Floor"))
-    t.row("Set, same value, no observer", r.cpu("BM_SetSame_Store"), r.cpu("BM_SetSame_Floor"), 2,
-          noise=r.noise("BM_SetSame_Store", "BM_SetSame_Floor"))
-    t.row("Set new key + remove it, no observer", r.cpu("BM_SetNewKeyAndRemove_Store"),
-          r.cpu("BM_SetNewKeyAndRemove_Floor"), 2,
-          noise=r.noise("BM_SetNewKeyAndRemove_Store", "BM_SetNewKeyAndRemove_Floor"))
+    def sides(bench):
+        return r.counter(bench, "ns:store"), r.counter(bench, "ns:floor")
+
+    t.row("Get", *sides("BM_Get"), 1.3)
+    t.row("Set, value changed, no observer", *sides("BM_SetChanged"), 2)
+    t.row("Set, same value, no observer", *sides("BM_SetSame"), 2)
+    t.row("Set new key + remove it, no observer", *sides("BM_SetNewKeyAndRemove"), 2)
 
     # ---- notification ----
     t.section("Change notification: ns (CPU time on one thread; real time across threads)")
@@ -230,30 +318,24 @@ def build(r):
     t.row("Set with 0 direct subscribers (CPU, 1 thread)", set0)
     t.row("Set with 1 direct subscriber (CPU, 1 thread)", set1)
     t.row("Set with 10 direct subscribers (CPU, 1 thread)", set10)
-    t.row("Direct delivery per subscriber, (set10-set1)/9", div(sub(set10, set1), 9), call, 3,
-          noise=r.noise("BM_SetDirectSubscribers/10", "BM_SetDirectSubscribers/1",
-                        "BM_FunctionCallLoopFloor"))
+    t.row("Direct delivery per subscriber, (set10-set1)/9", div(sub(set10, set1), 9), call, 3)
     t.row("  floor: one call of a std::function loop", call)
     t.row("  context: one delivery timer lap (cycle counter)", r.cpu("BM_DeliveryTimerLap"))
     t.row("  context: one fine platform clock read", r.cpu("BM_FineClockRead"))
     t.row("  context: one atomic read-modify-write", r.cpu("BM_AtomicReadModifyWrite"))
     t.row("Dynamic read through a provider (CPU, 1 thread)", r.cpu("BM_DynamicReadThroughProvider"),
-          r.cpu("BM_DynamicReadFloor"), noise=r.noise("BM_DynamicReadThroughProvider",
-                                                      "BM_DynamicReadFloor"))
+          r.cpu("BM_DynamicReadFloor"))
     t.row("Sent delivery round trip (real time, 2 threads)", r.real("BM_SentRoundTrip"),
-          r.real("BM_HandOffFloor"), 1.5, noise=r.noise("BM_SentRoundTrip", "BM_HandOffFloor"))
+          r.real("BM_HandOffFloor"), 1.5)
     posted = div(r.counter("BM_PostedDeliveries", "items_per_second"), 1e3)
     queue = div(r.counter("BM_PlainQueueFloor", "items_per_second"), 1e3)
     t.row("  CPU time of both threads per round trip", r.cpu("BM_SentRoundTrip"),
-          r.cpu("BM_HandOffFloor"), noise=r.noise("BM_SentRoundTrip", "BM_HandOffFloor"))
-    t.row("Posted to one worker (k/s, real time, 2 threads)", posted, queue, 0.8, higher=True,
-          noise=r.noise("BM_PostedDeliveries", "BM_PlainQueueFloor"))
+          r.cpu("BM_HandOffFloor"))
+    t.row("Posted to one worker (k/s, real time, 2 threads)", posted, queue, 0.8, higher=True)
     t.row("  CPU time of both threads per delivery", div(r.cpu("BM_PostedDeliveries"), POSTED_BATCH),
-          div(r.cpu("BM_PlainQueueFloor"), POSTED_BATCH),
-          noise=r.noise("BM_PostedDeliveries", "BM_PlainQueueFloor"))
+          div(r.cpu("BM_PlainQueueFloor"), POSTED_BATCH))
     t.row("Set that posts, per item (real time, 2 threads)", r.real("BM_SetPostedPerItem"),
-          r.real("BM_PlainQueuePushFloor"), 3,
-          noise=r.noise("BM_SetPostedPerItem", "BM_PlainQueuePushFloor"))
+          r.real("BM_PlainQueuePushFloor"), 3)
 
     # ---- JSON ----
     t.section("JSON: MB/s of document text (CPU time); ratio = mediastores / RapidJSON; goals on "
@@ -271,22 +353,20 @@ def build(r):
             ours = "BM_{}_Mediastores/{}".format(kind, arg)
             rapid = "BM_{}_RapidJson/{}".format(kind, arg)
             t.row("{} {} vs RapidJSON".format(verb.capitalize(), label), mbs(ours), mbs(rapid),
-                  read_goal if kind == "Read" else write_goal, higher=True,
-                  noise=r.noise(ours, rapid))
+                  read_goal if kind == "Read" else write_goal, higher=True)
             peers = [("nlohmann-json", "Nlohmann"), ("JsonCpp", "JsonCpp")]
             if kind == "Read":
                 # simdjson only reads: the fastest reader known, for reference.
                 peers.append(("simdjson (the fastest reader known)", "Simdjson"))
             for peer, bench in peers:
                 other = "BM_{}_{}/{}".format(kind, bench, arg)
-                t.row("  beside: vs {}".format(peer), mbs(ours), mbs(other),
-                      noise=r.noise(ours, other))
+                t.row("  beside: vs {}".format(peer), mbs(ours), mbs(other))
     t.section("JSON linearity: ms CPU time, 100k entries vs 10k entries (10x the entries)")
     for verb, bench in (("Read", "BM_JsonReadConfig"), ("Write", "BM_JsonWriteConfig")):
         big = div(r.cpu(bench + "/100000"), 1e6)
         small = div(r.cpu(bench + "/10000"), 1e6)
         t.row("{} config dump, 100k vs 10k entries".format(verb), big, small, 12,
-              unit_format="{:.2f}", noise=r.noise(bench + "/100000", bench + "/10000"))
+              unit_format="{:.2f}")
 
     # ---- apply / dump ----
     t.section("Configuration documents: ns per entry (CPU time), 10,000 entries; next to "
@@ -296,19 +376,16 @@ def build(r):
         return div(r.cpu(name), r.counter(name, "entries"))
 
     set_entry = per_entry("BM_SetEntries/10000")
-    t.row("ApplyKelConfigs into an empty store", per_entry("BM_ApplyConfigs/10000"), set_entry,
-          noise=r.noise("BM_ApplyConfigs/10000", "BM_SetEntries/10000"))
+    t.row("ApplyKelConfigs into an empty store", per_entry("BM_ApplyConfigs/10000"), set_entry)
     t.row("  of which JSON read of the document", div(r.cpu("BM_JsonReadConfig/10000"), 1e4))
     t.row("  SetKelConfig per entry, new values", set_entry)
     t.row("ApplyKelConfigs again, values unchanged", per_entry("BM_ApplyConfigsUnchanged/10000"),
-          per_entry("BM_SetEntriesUnchanged/10000"),
-          noise=r.noise("BM_ApplyConfigsUnchanged/10000", "BM_SetEntriesUnchanged/10000"))
-    t.row("DumpKelConfigs of the 10,000 values", per_entry("BM_DumpConfigs/10000"), set_entry,
-          noise=r.noise("BM_DumpConfigs/10000", "BM_SetEntries/10000"))
+          per_entry("BM_SetEntriesUnchanged/10000"))
+    t.row("DumpKelConfigs of the 10,000 values", per_entry("BM_DumpConfigs/10000"), set_entry)
     t.row("  of which JSON write of the document", div(r.cpu("BM_JsonWriteConfig/10000"), 1e4))
 
     # ---- registry ----
-    t.section("Registry of configuration stores: ns CPU time, 100,000 vs 1,000 calls "
+    t.section("Registry of configuration stores: ns per operation, 100,000 vs 1,000 calls "
               "registered")
     for label, bench in (("Create + release + clean-up of a new call",
                           "BM_Registry_CreateReleaseCleanUp"),
@@ -316,8 +393,8 @@ def build(r):
                           "BM_Registry_CreateRelease_SameCall"),
                          ("Create + release, spread over all calls",
                           "BM_Registry_CreateRelease_SpreadCalls")):
-        t.row(label, r.cpu(bench + "/100000"), r.cpu(bench + "/1000"), 2,
-              noise=r.noise(bench + "/100000", bench + "/1000"))
+        t.row(label, r.counter(bench + "/100000", "ns:registry"),
+              r.counter(bench + "/1000", "ns:registry"), 2)
 
     # ---- statistics ----
     t.section("Statistics: ns CPU time per call; updates [fields written] at 1.5 ns a field (5 ns "
@@ -340,9 +417,9 @@ def build(r):
         ("video UpdateAV1Metrics (2 texts)", "BM_VideoUpdateAV1Metrics"),
     ]
     for label, bench in updates:
-        fields = r.counter(bench, "fields")
+        fields = median(r.counter(bench, "fields"))
         label = "Update: {} [{}]".format(label, "?" if fields is None else int(fields))
-        t.row(label, r.cpu(bench), goal=("abs", update_limit_ns(fields)), noise=r.noise(bench))
+        t.row(label, r.cpu(bench), goal=("abs", update_limit_ns(fields)))
     getters = [
         ("audio GetTxMediaInfo (260 B)", "BM_AudioGetTxMediaInfo/reset:0", "BM_Memcpy260"),
         ("audio GetTxMediaInfo, reset (260 B)", "BM_AudioGetTxMediaInfo/reset:1", "BM_Memcpy260"),
@@ -354,9 +431,8 @@ def build(r):
          "BM_Memcpy2064"),
     ]
     for label, bench, floor in getters:
-        t.row("Getter: " + label, r.cpu(bench), r.cpu(floor), 2, noise=r.noise(bench, floor))
-    t.row("Create + release of an existing statistics key", r.cpu("BM_CreateReleaseExistingKey"),
-          noise=r.noise("BM_CreateReleaseExistingKey"))
+        t.row("Getter: " + label, r.cpu(bench), r.cpu(floor), 2)
+    t.row("Create + release of an existing statistics key", r.cpu("BM_CreateReleaseExistingKey"))
 
     # ---- memory ----
     t.section("Memory: heap bytes per object (counted allocations at their usable size); "
@@ -432,8 +508,10 @@ def main(argv):
         header.append("  {} CPUs at {} MHz; load average at each program's start: {}".format(
             c.get("num_cpus", "?"), c.get("mhz_per_cpu", "?"),
             ", ".join("{:.1f}".format(l) for l in loads) or "?"))
-    header.append("  Medians over repetitions; cv = the larger coefficient of variation of the "
-                  "figure and its floor.")
+    header.append("  Value and floor: medians over the repetitions. Ratio: the median of the "
+                  "ratios of the same round.")
+    header.append("  cv: their coefficient of variation over the rounds within Tukey's fences; "
+                  "outside: rounds beyond them.")
     header.append("  The machine is shared: absolute figures are noisy; ratios of figures "
                   "measured side by side")
     header.append("  (CPU time on one thread, real time across threads) are what the goals "
