@@ -1,49 +1,41 @@
-// The JSON module on configuration dumps of 10,000 and 100,000 entries: reading and writing time
-// must grow linearly with the document (the larger at most about 12x the smaller; the BigO line
-// fits the growth).
+// The JSON module on configuration dumps of 10,000 and 100,000 entries, side by side: reading
+// and writing time must grow linearly with the document (the larger at most about 12x the
+// smaller).
 #include <benchmark/benchmark.h>
 
 #include <string>
 
 #include "bench/json_bench_documents.h"
+#include "bench/side_by_side.h"
 #include "mediastores/json/json.h"
 
 namespace {
 
+// Reading and writing dumps of 10,000 and 100,000 entries side by side, reported as
+// "ns:10k" and "ns:100k" per document.
 void BM_JsonReadConfig(benchmark::State& state) {
-  const std::string text = json_bench::ConfigDocument(static_cast<int>(state.range(0)));
-  for (auto _ : state) {
+  const std::string small = json_bench::ConfigDocument(10000);
+  const std::string big = json_bench::ConfigDocument(100000);
+  auto read = [](const std::string& text) {
     json::Value document = json::Deserialize(text);
     benchmark::DoNotOptimize(document);
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
-  state.SetComplexityN(state.range(0));
+  };
+  bench::SideBySide(state, bench::Side("10k", [&] { read(small); }),
+                    bench::Side("100k", [&] { read(big); }));
 }
-BENCHMARK(BM_JsonReadConfig)
-    ->Arg(10000)
-    ->Arg(100000)
-    ->Unit(benchmark::kMillisecond)
-    ->MinTime(0.2)
-    ->Complexity(benchmark::oN);
+BENCHMARK(BM_JsonReadConfig)->MinTime(0.2);
 
 void BM_JsonWriteConfig(benchmark::State& state) {
-  const json::Value document =
-      json::Deserialize(json_bench::ConfigDocument(static_cast<int>(state.range(0))));
-  size_t bytes = 0;
-  for (auto _ : state) {
+  const json::Value small = json::Deserialize(json_bench::ConfigDocument(10000));
+  const json::Value big = json::Deserialize(json_bench::ConfigDocument(100000));
+  auto write = [](const json::Value& document) {
     std::string text = json::Serialize(document);
-    bytes = text.size();
     benchmark::DoNotOptimize(text);
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
-  state.SetComplexityN(state.range(0));
+  };
+  bench::SideBySide(state, bench::Side("10k", [&] { write(small); }),
+                    bench::Side("100k", [&] { write(big); }));
 }
-BENCHMARK(BM_JsonWriteConfig)
-    ->Arg(10000)
-    ->Arg(100000)
-    ->Unit(benchmark::kMillisecond)
-    ->MinTime(0.2)
-    ->Complexity(benchmark::oN);
+BENCHMARK(BM_JsonWriteConfig)->MinTime(0.2);
 
 // Nesting: arrays nested `depth` deep around one number, read and written.
 void BM_JsonReadNestedArrays(benchmark::State& state) {
