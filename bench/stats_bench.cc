@@ -8,6 +8,7 @@
 #include <cstring>
 #include <vector>
 
+#include "bench/side_by_side.h"
 #include "mediastores/mediastores.h"
 
 namespace {
@@ -58,8 +59,7 @@ void BM_AudioUpdateTxBitRate(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   unsigned value = 0;
   Fields(state, 1);
-  for (auto _ : state)
-    a->updateTxBitRate(++value);
+  bench::SideBySide(state, bench::Side("update", [&] { a->updateTxBitRate(++value); }));
 }
 BENCHMARK(BM_AudioUpdateTxBitRate)->MinTime(kMinSeconds);
 
@@ -67,8 +67,7 @@ void BM_AudioUpdateRxBitRate(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   unsigned value = 0;
   Fields(state, 1);
-  for (auto _ : state)
-    a->updateRxBitRate(7, ++value);
+  bench::SideBySide(state, bench::Side("update", [&] { a->updateRxBitRate(7, ++value); }));
 }
 BENCHMARK(BM_AudioUpdateRxBitRate)->MinTime(kMinSeconds);
 
@@ -76,18 +75,19 @@ void BM_AudioUpdateLevels(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   float value = 0;
   Fields(state, 3);
-  for (auto _ : state) {
-    a->updateNoiseLevel(value, value + 1, value + 2);
-    value += 1;
-  }
+  bench::SideBySide(state, bench::Side("update", [&] {
+                      a->updateNoiseLevel(value, value + 1, value + 2);
+                      value += 1;
+                    }));
 }
 BENCHMARK(BM_AudioUpdateLevels)->MinTime(kMinSeconds);
 
 void BM_AudioUpdatePayloadType(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   Fields(state, 1);
-  for (auto _ : state)
-    a->updatePayloadType(7, kelStore::KEL_AUDIO_PAYLOAD_DYNAMIC_107);
+  bench::SideBySide(state, bench::Side("update", [&] {
+                      a->updatePayloadType(7, kelStore::KEL_AUDIO_PAYLOAD_DYNAMIC_107);
+                    }));
 }
 BENCHMARK(BM_AudioUpdatePayloadType)->MinTime(kMinSeconds);
 
@@ -96,10 +96,10 @@ void BM_AudioUpdateSendCodecInfo(benchmark::State& state) {
   kelStore::st_KelAudioCodecStatisticsInfo codec{};
   codec.payloadType = kelStore::KEL_AUDIO_PAYLOAD_DYNAMIC_107;
   Fields(state, 6);
-  for (auto _ : state) {
-    ++codec.field_at_16;
-    a->updateSendCodecInfo(codec);
-  }
+  bench::SideBySide(state, bench::Side("update", [&] {
+                      ++codec.field_at_16;
+                      a->updateSendCodecInfo(codec);
+                    }));
 }
 BENCHMARK(BM_AudioUpdateSendCodecInfo)->MinTime(kMinSeconds);
 
@@ -107,10 +107,10 @@ void BM_AudioUpdateJitterBuffer(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   kelStore::st_KelAudioJitterBufferStatistics jb{};
   Fields(state, 8);
-  for (auto _ : state) {
-    ++jb.field_at_40;
-    a->updateJitterBufferStatistics(6, jb, 1, 2);
-  }
+  bench::SideBySide(state, bench::Side("update", [&] {
+                      ++jb.field_at_40;
+                      a->updateJitterBufferStatistics(6, jb, 1, 2);
+                    }));
 }
 BENCHMARK(BM_AudioUpdateJitterBuffer)->MinTime(kMinSeconds);
 
@@ -118,10 +118,10 @@ void BM_AudioUpdateE2EDelay(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   unsigned value = 0;
   Fields(state, 3);
-  for (auto _ : state) {
-    ++value;
-    a->updateE2EDelayInfo(7, value, value + 1, value + 2);
-  }
+  bench::SideBySide(state, bench::Side("update", [&] {
+                      ++value;
+                      a->updateE2EDelayInfo(7, value, value + 1, value + 2);
+                    }));
 }
 BENCHMARK(BM_AudioUpdateE2EDelay)->MinTime(kMinSeconds);
 
@@ -129,10 +129,10 @@ void BM_AudioUpdateAVSync(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   kel::_tagSyncStatistics sync{};
   Fields(state, 30);  // the record's 30 words
-  for (auto _ : state) {
-    ++sync.values[0];
-    a->updateAVSyncStatistics(7, sync);
-  }
+  bench::SideBySide(state, bench::Side("update", [&] {
+                      ++sync.values[0];
+                      a->updateAVSyncStatistics(7, sync);
+                    }));
 }
 BENCHMARK(BM_AudioUpdateAVSync)->MinTime(kMinSeconds);
 
@@ -140,8 +140,7 @@ void BM_VideoUpdateFrameCount(benchmark::State& state) {
   IKelVideoInfo* v = Get().video;
   unsigned value = 0;
   Fields(state, 1);
-  for (auto _ : state)
-    v->UpdateVideoEncFrameCnt(++value);
+  bench::SideBySide(state, bench::Side("update", [&] { v->UpdateVideoEncFrameCnt(++value); }));
 }
 BENCHMARK(BM_VideoUpdateFrameCount)->MinTime(kMinSeconds);
 
@@ -149,8 +148,8 @@ void BM_VideoUpdateBitrateFps(benchmark::State& state) {
   IKelVideoInfo* v = Get().video;
   unsigned value = 0;
   Fields(state, 3);
-  for (auto _ : state)
-    v->UpdateVideoEncBitrateFps(++value, 30, 29.97f);
+  bench::SideBySide(
+      state, bench::Side("update", [&] { v->UpdateVideoEncBitrateFps(++value, 30, 29.97f); }));
 }
 BENCHMARK(BM_VideoUpdateBitrateFps)->MinTime(kMinSeconds);
 
@@ -158,8 +157,7 @@ void BM_VideoUpdateNoiseLevel(benchmark::State& state) {
   IKelVideoInfo* v = Get().video;
   int value = 0;
   Fields(state, 1);
-  for (auto _ : state)
-    v->UpdateNoiseLevel(++value);
+  bench::SideBySide(state, bench::Side("update", [&] { v->UpdateNoiseLevel(++value); }));
 }
 BENCHMARK(BM_VideoUpdateNoiseLevel)->MinTime(kMinSeconds);
 
@@ -167,8 +165,9 @@ void BM_VideoUpdateIdrSentAndReasons(benchmark::State& state) {
   Objects& o = Get();
   unsigned value = 0;
   Fields(state, 13);
-  for (auto _ : state)
-    o.video->UpdateVideoEncIdrSentAndReasonCnt(++value, o.streams.data(), 2);
+  bench::SideBySide(state, bench::Side("update", [&] {
+                      o.video->UpdateVideoEncIdrSentAndReasonCnt(++value, o.streams.data(), 2);
+                    }));
 }
 BENCHMARK(BM_VideoUpdateIdrSentAndReasons)->MinTime(kMinSeconds);
 
@@ -176,16 +175,17 @@ void BM_VideoUpdateOneLayer(benchmark::State& state) {
   Objects& o = Get();
   unsigned value = 0;
   Fields(state, 30);
-  for (auto _ : state)
-    o.video->UpdateOneVideoLayerInfo(o.streams.data(), 2, false, ++value);
+  bench::SideBySide(state, bench::Side("update", [&] {
+                      o.video->UpdateOneVideoLayerInfo(o.streams.data(), 2, false, ++value);
+                    }));
 }
 BENCHMARK(BM_VideoUpdateOneLayer)->MinTime(kMinSeconds);
 
 void BM_VideoUpdateStreamsInfo6(benchmark::State& state) {
   Objects& o = Get();
   Fields(state, 1 + 6 * 14);  // the count, then 14 fields a layer
-  for (auto _ : state)
-    o.video->UpdateStreamsInfo(o.streams.data(), 6);
+  bench::SideBySide(
+      state, bench::Side("update", [&] { o.video->UpdateStreamsInfo(o.streams.data(), 6); }));
 }
 BENCHMARK(BM_VideoUpdateStreamsInfo6)->MinTime(kMinSeconds);
 
@@ -193,48 +193,40 @@ void BM_VideoUpdateAV1Metrics(benchmark::State& state) {
   IKelVideoInfo* v = Get().video;
   int value = 0;
   Fields(state, 1 + 4 + 4);  // the value, then each text by the 32-bit words it fills
-  for (auto _ : state)
-    v->UpdateAV1Metrics(++value, "main-profile", "tiles=4,sb=64");
+  bench::SideBySide(state, bench::Side("update", [&] {
+                      v->UpdateAV1Metrics(++value, "main-profile", "tiles=4,sb=64");
+                    }));
 }
 BENCHMARK(BM_VideoUpdateAV1Metrics)->MinTime(kMinSeconds);
 
 // ---- getters and their floors ----
 
-// A plain memcpy of `size` bytes between two buffers, the size known only at run time (as in a
-// bounds-checked copy). The buffers are apart, as a statistics object and a reader's buffer are.
+// A plain memcpy of the record's size between two buffers, the size known only at run time (as
+// in a bounds-checked copy), run side by side with each getter as its "memcpy". The buffers are
+// apart, as a statistics object and a reader's buffer are.
 alignas(64) unsigned char g_floorSource[4096];
 alignas(64) unsigned char g_floorDestination[4096];
-void MemcpyFloor(benchmark::State& state, size_t size) {
-  size_t n = size;
-  benchmark::DoNotOptimize(n);
-  for (auto _ : state) {
-    std::memcpy(g_floorDestination, g_floorSource, n);
+auto Memcpy(size_t size) {
+  benchmark::DoNotOptimize(size);  // the size is not known where the copy is compiled
+  return bench::Side("memcpy", [size] {
+    std::memcpy(g_floorDestination, g_floorSource, size);
     benchmark::DoNotOptimize(g_floorDestination);
     benchmark::ClobberMemory();
-  }
+  });
 }
-void BM_Memcpy120(benchmark::State& state) {
-  MemcpyFloor(state, 120);
-}
-void BM_Memcpy260(benchmark::State& state) {
-  MemcpyFloor(state, 260);
-}
-void BM_Memcpy2064(benchmark::State& state) {
-  MemcpyFloor(state, 2064);
-}
-BENCHMARK(BM_Memcpy120)->MinTime(kMinSeconds);
-BENCHMARK(BM_Memcpy260)->MinTime(kMinSeconds);
-BENCHMARK(BM_Memcpy2064)->MinTime(kMinSeconds);
 
 void BM_AudioGetTxMediaInfo(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   const bool reset = state.range(0) != 0;
   kelStore::st_KelAudioTxStatisticsInfo tx;
-  for (auto _ : state) {
-    a->GetTxMediaInfo(&tx, reset);
-    benchmark::DoNotOptimize(&tx);
-    benchmark::ClobberMemory();
-  }
+  bench::SideBySide(state,
+                    bench::Side("getter",
+                                [&] {
+                                  a->GetTxMediaInfo(&tx, reset);
+                                  benchmark::DoNotOptimize(&tx);
+                                  benchmark::ClobberMemory();
+                                }),
+                    Memcpy(sizeof(tx)));
 }
 BENCHMARK(BM_AudioGetTxMediaInfo)->ArgName("reset")->Arg(0)->Arg(1)->MinTime(kMinSeconds);
 
@@ -243,23 +235,29 @@ void BM_AudioGetRxAudioInfo(benchmark::State& state) {
   const bool reset = state.range(0) != 0;
   kelStore::st_KelAudioRxStatisticsInfo rx;
   int index = 0;
-  for (auto _ : state) {
-    a->GetRxAudioInfo(&rx, index, reset);
-    index = (index + 1) % 2;  // both slot alignments
-    benchmark::DoNotOptimize(&rx);
-    benchmark::ClobberMemory();
-  }
+  bench::SideBySide(state,
+                    bench::Side("getter",
+                                [&] {
+                                  a->GetRxAudioInfo(&rx, index, reset);
+                                  index = (index + 1) % 2;  // both slot alignments
+                                  benchmark::DoNotOptimize(&rx);
+                                  benchmark::ClobberMemory();
+                                }),
+                    Memcpy(sizeof(rx)));
 }
 BENCHMARK(BM_AudioGetRxAudioInfo)->ArgName("reset")->Arg(0)->Arg(1)->MinTime(kMinSeconds);
 
 void BM_AudioGetAVSyncInfo(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   kel::_tagSyncStatistics sync;
-  for (auto _ : state) {
-    a->GetAVSyncInfo(&sync, 7);
-    benchmark::DoNotOptimize(&sync);
-    benchmark::ClobberMemory();
-  }
+  bench::SideBySide(state,
+                    bench::Side("getter",
+                                [&] {
+                                  a->GetAVSyncInfo(&sync, 7);
+                                  benchmark::DoNotOptimize(&sync);
+                                  benchmark::ClobberMemory();
+                                }),
+                    Memcpy(sizeof(sync)));
 }
 BENCHMARK(BM_AudioGetAVSyncInfo)->MinTime(kMinSeconds);
 
@@ -267,11 +265,14 @@ void BM_VideoGetTxMediaInfo(benchmark::State& state) {
   IKelVideoInfo* v = Get().video;
   const bool reset = state.range(0) != 0;
   kelStore::st_KelVideoTxStatisticsInfo tx;
-  for (auto _ : state) {
-    v->GetTxMediaInfo(&tx, reset);
-    benchmark::DoNotOptimize(&tx);
-    benchmark::ClobberMemory();
-  }
+  bench::SideBySide(state,
+                    bench::Side("getter",
+                                [&] {
+                                  v->GetTxMediaInfo(&tx, reset);
+                                  benchmark::DoNotOptimize(&tx);
+                                  benchmark::ClobberMemory();
+                                }),
+                    Memcpy(sizeof(tx)));
 }
 BENCHMARK(BM_VideoGetTxMediaInfo)->ArgName("reset")->Arg(0)->Arg(1)->MinTime(kMinSeconds);
 
@@ -280,12 +281,13 @@ BENCHMARK(BM_VideoGetTxMediaInfo)->ArgName("reset")->Arg(0)->Arg(1)->MinTime(kMi
 // One create and one release of a key that stays registered (another reference holds it).
 void BM_CreateReleaseExistingKey(benchmark::State& state) {
   Get();
-  for (auto _ : state) {
-    void* p = nullptr;
-    kelStore::createMediastoresEntity(kelStore::KEL_MEDIASTORES_AUDIO, kCallId, &p);
-    benchmark::DoNotOptimize(
-        kelStore::releaseMediastoresEntity(kelStore::KEL_MEDIASTORES_AUDIO, kCallId, p));
-  }
+  bench::SideBySide(
+      state, bench::Side("registry", [] {
+        void* p = nullptr;
+        kelStore::createMediastoresEntity(kelStore::KEL_MEDIASTORES_AUDIO, kCallId, &p);
+        benchmark::DoNotOptimize(
+            kelStore::releaseMediastoresEntity(kelStore::KEL_MEDIASTORES_AUDIO, kCallId, p));
+      }));
 }
 BENCHMARK(BM_CreateReleaseExistingKey)->MinTime(kMinSeconds);
 

@@ -235,11 +235,13 @@ class Table:
         self.lines.append("")
         self.lines.append(title)
 
-    def row(self, label, value, ref=NOREF, goal=None, higher=False, unit_format="{:.1f}"):
+    def row(self, label, value, ref=NOREF, goal=None, higher=False, unit_format="{:.1f}",
+            beside=None):
         """One figure, with its floor or peer unless `ref` is left out. `goal` is a bound on
         value/ref (<=, or >= when `higher`), ("abs", limit) or ("abs", limit, unit) for a bound
         on the value alone (unit "ns" unless given), or None for a figure shown for context only.
-        A figure or floor that did not run shows as n/a. The value and the floor shown are
+        `beside` is a figure shown in brackets in the floor's column, for reference only. A
+        figure or floor that did not run shows as n/a. The value and the floor shown are
         medians over the repetitions; the ratio is the median of the ratios of the same
         repetition, and the noise is their coefficient of variation (the value's own without a
         floor).
@@ -277,6 +279,8 @@ class Table:
             return unit_format.format(x) if _ok(x) else "n/a"
 
         ref_text = fmt(ref) if has_ref else ""
+        if beside is not None:
+            ref_text = "({})".format(fmt(median(beside)))
         ratio_text = ("{:.2f}x".format(ratio) if _ok(ratio) else "n/a") if has_ref else ""
         noise_text = "{:.0f}%".format(noise) if _ok(noise) else ""
         out_text = "{}/{}".format(out, count) if count > 1 else ""
@@ -310,32 +314,33 @@ def build(r):
     t.row("Set new key + remove it, no observer", *sides("BM_SetNewKeyAndRemove"), 2)
 
     # ---- notification ----
-    t.section("Change notification: ns (CPU time on one thread; real time across threads)")
-    set0 = r.cpu("BM_SetDirectSubscribers/0")
-    set1 = r.cpu("BM_SetDirectSubscribers/1")
-    set10 = r.cpu("BM_SetDirectSubscribers/10")
-    call = div(r.cpu("BM_FunctionCallLoopFloor"), 10)
-    t.row("Set with 0 direct subscribers (CPU, 1 thread)", set0)
-    t.row("Set with 1 direct subscriber (CPU, 1 thread)", set1)
-    t.row("Set with 10 direct subscribers (CPU, 1 thread)", set10)
+    t.section("Change notification: ns per operation, real time, side by side with the floor "
+              "(hand-offs include the other thread's work)")
+    set0 = r.counter("BM_DirectDelivery", "ns:set0")
+    set1 = r.counter("BM_DirectDelivery", "ns:set1")
+    set10 = r.counter("BM_DirectDelivery", "ns:set10")
+    call = div(r.counter("BM_DirectDelivery", "ns:calls10"), 10)
+    t.row("Set with 0 direct subscribers", set0)
+    t.row("Set with 1 direct subscriber", set1)
+    t.row("Set with 10 direct subscribers", set10)
     t.row("Direct delivery per subscriber, (set10-set1)/9", div(sub(set10, set1), 9), call, 3)
     t.row("  floor: one call of a std::function loop", call)
     t.row("  context: one delivery timer lap (cycle counter)", r.cpu("BM_DeliveryTimerLap"))
     t.row("  context: one fine platform clock read", r.cpu("BM_FineClockRead"))
     t.row("  context: one atomic read-modify-write", r.cpu("BM_AtomicReadModifyWrite"))
-    t.row("Dynamic read through a provider (CPU, 1 thread)", r.cpu("BM_DynamicReadThroughProvider"),
-          r.cpu("BM_DynamicReadFloor"))
-    t.row("Sent delivery round trip (real time, 2 threads)", r.real("BM_SentRoundTrip"),
-          r.real("BM_HandOffFloor"), 1.5)
-    posted = div(r.counter("BM_PostedDeliveries", "items_per_second"), 1e3)
-    queue = div(r.counter("BM_PlainQueueFloor", "items_per_second"), 1e3)
-    t.row("  CPU time of both threads per round trip", r.cpu("BM_SentRoundTrip"),
-          r.cpu("BM_HandOffFloor"))
-    t.row("Posted to one worker (k/s, real time, 2 threads)", posted, queue, 0.8, higher=True)
-    t.row("  CPU time of both threads per delivery", div(r.cpu("BM_PostedDeliveries"), POSTED_BATCH),
-          div(r.cpu("BM_PlainQueueFloor"), POSTED_BATCH))
-    t.row("Set that posts, per item (real time, 2 threads)", r.real("BM_SetPostedPerItem"),
-          r.real("BM_PlainQueuePushFloor"), 3)
+    t.row("Dynamic read through a provider", r.counter("BM_DynamicRead", "ns:provider"),
+          r.counter("BM_DynamicRead", "ns:floor"))
+    t.row("Sent delivery round trip (2 threads)", r.counter("BM_SentRoundTrip", "ns:store"),
+          r.counter("BM_SentRoundTrip", "ns:handoff"), 1.5)
+
+    def per_second(name, side):
+        # Deliveries per second, in thousands, from the time of one batch.
+        return div(POSTED_BATCH * 1e6, r.counter(name, "ns:" + side))
+
+    t.row("Posted to one worker (k/s, 2 threads)", per_second("BM_PostedDeliveries", "store"),
+          per_second("BM_PostedDeliveries", "queue"), 0.8, higher=True)
+    t.row("Set that posts, per item (2 threads)", r.counter("BM_SetPostedPerItem", "ns:store"),
+          r.counter("BM_SetPostedPerItem", "ns:queue"), 3)
 
     # ---- JSON ----
     t.section("JSON: MB/s of document text; ratio = mediastores / RapidJSON (side by side); goals "
@@ -405,8 +410,9 @@ def build(r):
               r.counter(bench + "/1000", "ns:registry"), 2)
 
     # ---- statistics ----
-    t.section("Statistics: ns CPU time per call; updates [fields written] at 1.5 ns a field (5 ns "
-              "for one); getters next to a memcpy of the record's size")
+    t.section("Statistics: ns per call; updates [fields written]: the fastest 50 us slice of each "
+              "round (the median slice in brackets),\n  at most 1.5 ns a field (5 ns for one); "
+              "getters side by side with a memcpy of the record's size")
     updates = [
         ("audio updateTxBitRate", "BM_AudioUpdateTxBitRate"),
         ("audio updateRxBitRate", "BM_AudioUpdateRxBitRate"),
@@ -427,20 +433,21 @@ def build(r):
     for label, bench in updates:
         fields = median(r.counter(bench, "fields"))
         label = "Update: {} [{}]".format(label, "?" if fields is None else int(fields))
-        t.row(label, r.cpu(bench), goal=("abs", update_limit_ns(fields)))
+        t.row(label, r.counter(bench, "best:update"), goal=("abs", update_limit_ns(fields)),
+              beside=r.counter(bench, "ns:update"))
     getters = [
-        ("audio GetTxMediaInfo (260 B)", "BM_AudioGetTxMediaInfo/reset:0", "BM_Memcpy260"),
-        ("audio GetTxMediaInfo, reset (260 B)", "BM_AudioGetTxMediaInfo/reset:1", "BM_Memcpy260"),
-        ("audio GetRxAudioInfo (260 B)", "BM_AudioGetRxAudioInfo/reset:0", "BM_Memcpy260"),
-        ("audio GetRxAudioInfo, reset (260 B)", "BM_AudioGetRxAudioInfo/reset:1", "BM_Memcpy260"),
-        ("audio GetAVSyncInfo (120 B)", "BM_AudioGetAVSyncInfo", "BM_Memcpy120"),
-        ("video GetTxMediaInfo (2064 B)", "BM_VideoGetTxMediaInfo/reset:0", "BM_Memcpy2064"),
-        ("video GetTxMediaInfo, reset (2064 B)", "BM_VideoGetTxMediaInfo/reset:1",
-         "BM_Memcpy2064"),
+        ("audio GetTxMediaInfo (260 B)", "BM_AudioGetTxMediaInfo/reset:0"),
+        ("audio GetTxMediaInfo, reset (260 B)", "BM_AudioGetTxMediaInfo/reset:1"),
+        ("audio GetRxAudioInfo (260 B)", "BM_AudioGetRxAudioInfo/reset:0"),
+        ("audio GetRxAudioInfo, reset (260 B)", "BM_AudioGetRxAudioInfo/reset:1"),
+        ("audio GetAVSyncInfo (120 B)", "BM_AudioGetAVSyncInfo"),
+        ("video GetTxMediaInfo (2064 B)", "BM_VideoGetTxMediaInfo/reset:0"),
+        ("video GetTxMediaInfo, reset (2064 B)", "BM_VideoGetTxMediaInfo/reset:1"),
     ]
-    for label, bench, floor in getters:
-        t.row("Getter: " + label, r.cpu(bench), r.cpu(floor), 2)
-    t.row("Create + release of an existing statistics key", r.cpu("BM_CreateReleaseExistingKey"))
+    for label, bench in getters:
+        t.row("Getter: " + label, r.counter(bench, "ns:getter"), r.counter(bench, "ns:memcpy"), 2)
+    t.row("Create + release of an existing statistics key",
+          r.counter("BM_CreateReleaseExistingKey", "ns:registry"))
 
     # ---- memory ----
     t.section("Memory: heap bytes per object (counted allocations at their usable size); "
@@ -472,7 +479,7 @@ def build(r):
     return t
 
 
-# Posted deliveries per iteration of BM_PostedDeliveries and BM_PlainQueueFloor (notify_bench.cc).
+# Posted deliveries per operation of BM_PostedDeliveries, both sides (notify_bench.cc).
 POSTED_BATCH = 256
 
 # Largest coefficient of variation (percent) at which a goal row's figures are trusted.
