@@ -523,14 +523,16 @@ def main(argv):
         header.append("  {} CPUs at {} MHz; load average at each program's start: {}".format(
             c.get("num_cpus", "?"), c.get("mhz_per_cpu", "?"),
             ", ".join("{:.1f}".format(l) for l in loads) or "?"))
-    header.append("  Value and floor: medians over the repetitions. Ratio: the median of the "
-                  "ratios of the same round.")
-    header.append("  cv: their coefficient of variation over the rounds within Tukey's fences; "
-                  "outside: rounds beyond them.")
-    header.append("  The machine is shared: absolute figures are noisy; ratios of figures "
-                  "measured side by side")
-    header.append("  (CPU time on one thread, real time across threads) are what the goals "
-                  "judge.")
+    header.append("  Each program runs its benchmarks in rounds (the repetitions, interleaved). A "
+                  "side-by-side benchmark")
+    header.append("  alternates its figure and floor in slices of about 50 us of real time and "
+                  "reports each one's median slice,")
+    header.append("  which also leaves out slices the scheduler interrupted. Value and floor: "
+                  "medians over the rounds.")
+    header.append("  Ratio: the median of the rounds' ratios. cv: their coefficient of variation "
+                  "over the rounds within")
+    header.append("  Tukey's fences; outside: rounds beyond them. Figures marked \"2 threads\" "
+                  "include the other thread's work.")
     header.append("")
     table = build(r)
     text = table.text(header)
