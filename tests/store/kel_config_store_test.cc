@@ -81,7 +81,8 @@ TEST_F(StoreTraceTest, EveryLineOnce) {
   IKelConfig* s = nullptr;
   ASSERT_EQ(CreateKelConfig(5, &s), KEL_S_OK);
   s->SetKelConfig(kGroupAudio, "rate", ConfigData(1));
-  s->SetKelConfig(kGroupVideo, "fps", ConfigData(30));
+  s->SetKelConfig(kGroupVideo, "fps", ConfigData(29));
+  s->SetKelConfig(kGroupVideo, "fps", ConfigData(30));  // a change nobody watches is traced too
   auto ignore = [](const KelConfigEvent&) {};
   const SubscribeId_t first = s->SubscribeConfig(kGroupAudio, "rate", ignore);
   s->SubscribeConfig(kGroupAudio, "rate", ignore, &worker, true);
@@ -134,7 +135,8 @@ TEST_F(StoreTraceTest, EveryLineOnce) {
       "2 kelStore::CreateKelConfig [cid=5]",
       "2 kelStore::KelConfig::KelConfig {5}",
       "2 kelStore::KelConfig::fireEvents, Audio, rate,  -> 1, bForceNotify=0 {5}",
-      "2 kelStore::KelConfig::fireEvents, Video, fps,  -> 30, bForceNotify=0 {5}",
+      "2 kelStore::KelConfig::fireEvents, Video, fps,  -> 29, bForceNotify=0 {5}",
+      "2 kelStore::KelConfig::fireEvents, Video, fps, 29 -> 30, bForceNotify=0 {5}",
       "2 kelStore::KelConfig::subscribeConfig, Audio, rate, 1, m_TotalObservers=0, "
       "pRunThread=(nil), bAsync=0 {5}",
       "2 kelStore::KelConfig::subscribeConfig, Audio, rate, 2, m_TotalObservers=1, "

@@ -53,16 +53,28 @@ class atomMap {
   // Inserts or overwrites; returns the previous value, or V() when the key was absent. A new key
   // costs one map node; an existing key is overwritten in place.
   V Set(KeyArg key, const V& value) {
+    V previous;
+    Set(key, value, [&previous](V* old) {
+      if (old != nullptr) previous = std::move(*old);
+    });
+    return previous;
+  }
+
+  // The same, handing the previous value (null when the key was absent) to `before` under the
+  // lock just before it is overwritten: `before` may read it or move it out, and must not use the
+  // map. Nothing is copied out that `before` does not take.
+  template <class Before>
+  void Set(KeyArg key, const V& value, Before&& before) {
     COxMutexGuard lock(m_mutex);
     auto it = m_map.lower_bound(key);
     if (it != m_map.end() && !m_map.key_comp()(key, it->first)) {
-      V previous = std::move(it->second);
+      before(&it->second);
       it->second = value;
-      return previous;
+      return;
     }
+    before(static_cast<V*>(nullptr));
     m_map.emplace_hint(it, std::piecewise_construct, std::forward_as_tuple(key),
                        std::forward_as_tuple(value));
-    return V();
   }
 
   // Inserts only when the key is absent (true); a present key is left as it is (false).

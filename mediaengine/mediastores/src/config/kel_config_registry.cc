@@ -255,6 +255,9 @@ class StorePlaces {
   KelConfig* Store(uint32_t place) const { return static_cast<KelConfig*>(Address(place)); }
   // The call id of the store at `place`, set when the store is made there.
   uint32_t& CallIdAt(uint32_t place) { return m_callIds[place]; }
+  // The registry's entry of the store at `place`, set when the store is made there: the call
+  // leaves the registry without a search.
+  KelConfigRegistry::iterator& EntryAt(uint32_t place) { return m_entries[place]; }
   // The place whose store `store` would be, or kNoPlace when `store` is not a place of a slab.
   // Whether a store of a registered call is there is the call-id index's to tell.
   uint32_t PlaceOf(const IKelConfig* store) {
@@ -288,6 +291,7 @@ class StorePlaces {
     // Room first, then the slab: nothing below the allocation can fail.
     ReserveFor(m_slabs, number + 1);
     ReserveFor(m_callIds, size_t{number + 1} * kPerSlab);
+    ReserveFor(m_entries, size_t{number + 1} * kPerSlab);
     ReserveFor(m_free, size_t{number + 1} * kPerSlab);
     m_slabIndex.MakeRoom();
     auto* slab = static_cast<char*>(
@@ -295,6 +299,7 @@ class StorePlaces {
     ASAN_POISON_MEMORY_REGION(slab, kPerSlab * sizeof(KelConfig));
     m_slabs.push_back(slab);
     m_callIds.resize(size_t{number + 1} * kPerSlab);
+    m_entries.resize(size_t{number + 1} * kPerSlab);
     for (uint32_t i = kPerSlab; i-- > 0;)
       m_free.push_back(number * kPerSlab + i);
     m_slabIndex.Add(SlabSlot{reinterpret_cast<uintptr_t>(slab) / kSlabBytes, number});
@@ -311,6 +316,7 @@ class StorePlaces {
     }
     m_slabs = std::vector<char*>();
     m_callIds = std::vector<uint32_t>();
+    m_entries = std::vector<KelConfigRegistry::iterator>();
     m_free = std::vector<uint32_t>();
     m_slabIndex.Clear();
   }
@@ -318,6 +324,7 @@ class StorePlaces {
   std::vector<char*> m_slabs;
   // The call id of each place, by place.
   std::vector<uint32_t> m_callIds;
+  std::vector<KelConfigRegistry::iterator> m_entries;
   std::vector<uint32_t> m_free;
   SlotTable<SlabSlot> m_slabIndex;
   uint32_t m_live = 0;
@@ -352,10 +359,10 @@ int32_t DropReference(CallSlot* call) MS_REQUIRES(g_mutex) {
   const int32_t before = call->count;
   call->count = before - 1;
   if (before < 2) {
-    const uint32_t callId = call->callId;
     const uint32_t place = call->place;
     g_callIndex.Remove(call);
-    g_mapConfigs.erase(callId);
+    // Taken out by its kept entry: neither a search nor a walk to the next entry.
+    g_mapConfigs.extract(g_stores.EntryAt(place));
     g_stores.Destroy(place);
   }
   return before - 1;
@@ -395,7 +402,9 @@ int32_t CreateKelConfig(uint32_t callId, IKelConfig** ppConfig) {
   KelConfig* store = nullptr;
   try {
     store = new (g_stores.Address(place)) KelConfig(callId);
-    g_mapConfigs.emplace(callId, place);
+    // Call ids mostly grow: a call above every registered one goes in after the last entry
+    // without a search (the hint is checked, and any other call is searched for).
+    g_stores.EntryAt(place) = g_mapConfigs.emplace_hint(g_mapConfigs.end(), callId, place);
   } catch (...) {
     if (store != nullptr) store->~KelConfig();
     g_stores.Give(place);

@@ -179,13 +179,34 @@ int32_t KelConfig::SetKelConfig(KelConfigGroup group, const char* szConfigName, 
   const std::string_view name(szConfigName);
   if (name.empty()) return KEL_E_INVALIDARG;
 
-  GroupParts* const used = bRemove ? groupIfUsed(group) : &usedGroup(group);
-  ConfigValue oldValue = !bRemove          ? used->values.Set(name, value)
-                         : used != nullptr ? used->values.GetErase(name)
-                                           : ConfigValue();
+  if (bRemove) {
+    GroupParts* const used = groupIfUsed(group);
+    ConfigValue oldValue = used != nullptr ? used->values.GetErase(name) : ConfigValue();
+    // The map's lock is released: subscribers run without it.
+    return fireEvents(watchers(group), szConfigName, oldValue, value, group, bForceNotify);
+  }
+  ConfigValue oldValue;  // the value of an absent key
+  bool unchanged = false;
+  bool quiet = false;  // neither traced nor watched when the value was written
+  usedGroup(group).values.Set(name, value, [&](ConfigValue* previous) {
+    if (previous == nullptr) return;
+    if (!bForceNotify && *previous == value) {
+      unchanged = true;
+      return;
+    }
+    // Only the trace line and the subscribers read the previous value. The check runs under the
+    // map's lock: whoever subscribes after it reads the value being written for its first
+    // notification.
+    if (KelTraceEnabled(2) || m_TotalObservers.load() != 0) {
+      oldValue = std::move(*previous);
+    } else {
+      quiet = true;
+    }
+  });
+  if (unchanged) return KEL_E_UNCHANGED;
+  if (quiet) return KEL_E_NOOBSERVER;
   // The map's lock is released: subscribers run without it.
-  return fireEvents(watchers(group), szConfigName, std::move(oldValue), std::move(value), group,
-                    bForceNotify);
+  return fireEvents(watchers(group), szConfigName, oldValue, value, group, bForceNotify);
 }
 
 int32_t KelConfig::GetKelConfig(KelConfigGroup group, const char* szConfigName,
@@ -242,13 +263,12 @@ void KelConfig::markBusy(const ConfigEventHandler::Ptr& handler, uint64_t self,
                     << ", " << handler->id << ", " << self << TraceCid{callId} << TraceThis{this});
 }
 
-int32_t KelConfig::fireEvents(ObserverMgr& mgr, const char* name, ConfigValue oldValue,
-                              ConfigValue newValue, KelConfigGroup group, bool bForceNotify) {
+int32_t KelConfig::fireEvents(ObserverMgr& mgr, const char* name, ConfigValue& oldValue,
+                              ConfigValue& newValue, KelConfigGroup group, bool bForceNotify) {
   if (name == nullptr || group >= kGroupLast) {
     KEL_TRACE_ERROR("Error parameters" << TraceCid{callId} << TraceThis{this});
     return KEL_E_INVALIDARG;
   }
-  const uint64_t self = GetThreadSelfId();
   if (!bForceNotify && oldValue == newValue) return KEL_E_UNCHANGED;
   KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name << ", "
                       << oldValue.ToCstr() << " -> " << newValue.ToCstr() << ", bForceNotify="
@@ -258,6 +278,7 @@ int32_t KelConfig::fireEvents(ObserverMgr& mgr, const char* name, ConfigValue ol
   if (m_TotalObservers.load() == 0) return KEL_E_NOOBSERVER;
 
   const char* const signature = __PRETTY_FUNCTION__;
+  const uint64_t self = GetThreadSelfId();
   std::optional<Walk> walk;  // made for the first subscriber only
   uint32_t nObservers = 0;
   mgr.FireEvent(

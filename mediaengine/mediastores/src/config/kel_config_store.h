@@ -79,9 +79,9 @@ class KelConfig : public IKelConfig {
   // `mgr`) that its value went from `oldValue` to `newValue`. KEL_E_UNCHANGED when the values are
   // equal and `bForceNotify` is not set (nobody is told); KEL_S_OK when somebody was told;
   // KEL_E_NOOBSERVER when nobody watches the key; KEL_E_INVALIDARG for a null name or a group
-  // above 12.
-  int32_t fireEvents(ObserverMgr& mgr, const char* name, ConfigValue oldValue, ConfigValue newValue,
-                     KelConfigGroup group, bool bForceNotify);
+  // above 12. The values are moved into the subscribers' event.
+  int32_t fireEvents(ObserverMgr& mgr, const char* name, ConfigValue& oldValue,
+                     ConfigValue& newValue, KelConfigGroup group, bool bForceNotify);
   // Asks the provider bound to `name` in `group` for its value (into `value`), offering
   // `defaultValue`. KEL_E_NOOBSERVER, `value` untouched, when nobody is bound to the key.
   int32_t invokeEvent(ObserverMgr& mgr, const char* name, ConfigValue& value,
