@@ -24,7 +24,7 @@ KelConfigEvent MakeEvent(const char* name, KelConfigGroup group, ConfigValue old
 }
 
 // What one walk over a key's handlers shares between its deliveries: the event (posted
-// deliveries share one reference-counted copy of it) and the timing of the deliveries.
+// deliveries share one copy of it) and the timing of the deliveries.
 struct Walk {
   explicit Walk(KelConfigEvent made) : event(std::move(made)), shared(event) {}
   KelConfigEvent event;
