@@ -153,6 +153,8 @@ class COxEventThread::Impl : public IOxEventQueue {
       m_batchRunning = false;
       if (ran < m_batch.size()) Requeue(ran);
       m_batch.clear();
+      // Storage grown by a long burst is given back rather than kept for the thread's life.
+      if (m_batch.capacity() > kKeptEntries) m_batch = std::vector<Entry>();
     }
   }
 
@@ -193,6 +195,8 @@ class COxEventThread::Impl : public IOxEventQueue {
 
   // How long an idle worker looks for more work before it sleeps.
   static constexpr int kAwaitMicros = 20;
+  // The most entries a batch's storage keeps from one burst to the next.
+  static constexpr size_t kKeptEntries = 1024;
 
   const bool m_withQueue;
   COxStdMutex m_mutex;
