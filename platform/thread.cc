@@ -2,9 +2,8 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <deque>
-#include <map>
 #include <thread>
+#include <vector>
 
 #include "mediastores/thread.h"
 #include "platform/mutex.h"
@@ -58,8 +57,7 @@ class COxEventThread::Impl : public IOxEventQueue {
     if (event == nullptr) return -1;
     {
       COxMutexGuard lock(m_mutex);
-      m_queues[priority].push_back(Entry{event, nullptr});
-      m_queued.store(++m_pending, std::memory_order_relaxed);
+      Queue(Entry{event, nullptr}, priority);
       // A worker that is running events, or that was woken already and is not yet running,
       // picks this one up without another wake-up.
       if (!m_workerWaiting) return 0;
@@ -77,8 +75,7 @@ class COxEventThread::Impl : public IOxEventQueue {
     }
     bool done = false;  // guarded by m_mutex: the worker sets it through the queue entry
     COxUniqueGuard lock(m_mutex);
-    m_queues[kSendPriority].push_back(Entry{event, &done});
-    m_queued.store(++m_pending, std::memory_order_relaxed);
+    Queue(Entry{event, &done}, kSendPriority);
     if (m_workerWaiting) {
       m_workerWaiting = false;
       m_cv.notify_one();
@@ -95,9 +92,29 @@ class COxEventThread::Impl : public IOxEventQueue {
     IOxEvent* event;
     bool* done;  // set for a sent event, under m_mutex: the sender waits for it
   };
+  // The events queued at one priority, in queuing order. A level stays once made, so that its
+  // storage is reused by the next events of that priority.
+  struct Level {
+    uint32_t priority;
+    std::vector<Entry> entries;
+  };
   // Sent events queue behind what was posted before them at the usual priority, so a module sees
   // its notifications in the order they were fired.
   static constexpr uint32_t kSendPriority = 128;
+
+  void Queue(const Entry& entry, uint32_t priority) MS_REQUIRES(m_mutex) {
+    auto level = m_levels.begin();
+    while (level != m_levels.end() && level->priority > priority)
+      ++level;
+    if (level == m_levels.end() || level->priority != priority) {
+      level = m_levels.insert(level, Level{priority, {}});
+    }
+    level->entries.push_back(entry);
+    m_queued.store(++m_pending, std::memory_order_relaxed);
+    // The worker's batch gives way to an event that ranks above it.
+    if (m_batchRunning && priority > m_batchPriority)
+      m_preempt.store(true, std::memory_order_relaxed);
+  }
 
   void Run() MS_EXCLUDES(m_mutex) {
     COxUniqueGuard lock(m_mutex);
@@ -119,21 +136,52 @@ class COxEventThread::Impl : public IOxEventQueue {
         m_workerWaiting = false;
       }
       if (m_pending == 0) return;  // stopping, and everything queued has run
-      // Highest priority first; emptied queues are kept so a steady stream does not allocate.
-      auto queue = m_queues.begin();
-      while (queue->second.empty())
-        ++queue;
-      Entry entry = queue->second.front();
-      queue->second.pop_front();
-      m_queued.store(--m_pending, std::memory_order_relaxed);
+      // Every event of the highest priority at once: one lock round trip for a burst. The
+      // batch's storage and the level's trade places, so a steady stream does not allocate.
+      auto level = m_levels.begin();
+      while (level->entries.empty())
+        ++level;
+      m_batch.swap(level->entries);
+      m_pending -= m_batch.size();
+      m_queued.store(m_pending, std::memory_order_relaxed);
+      m_batchPriority = level->priority;
+      m_batchRunning = true;
+      m_preempt.store(false, std::memory_order_relaxed);
       lock.Unlock();  // events run without the lock: they may post and send again
-      FireAndDispose(entry.event);
+      const size_t ran = RunBatch();
       lock.Lock();
+      m_batchRunning = false;
+      if (ran < m_batch.size()) Requeue(ran);
+      m_batch.clear();
+      // Storage grown by a long burst is given back rather than kept for the thread's life.
+      if (m_batch.capacity() > kKeptEntries) m_batch = std::vector<Entry>();
+    }
+  }
+
+  // Runs the batch in order until an event of higher priority is queued; returns how many ran.
+  size_t RunBatch() MS_EXCLUDES(m_mutex) {
+    for (size_t i = 0; i < m_batch.size(); ++i) {
+      if (i > 0 && m_preempt.load(std::memory_order_relaxed)) return i;
+      const Entry& entry = m_batch[i];
+      FireAndDispose(entry.event);
       if (entry.done != nullptr) {
+        COxMutexGuard lock(m_mutex);
         *entry.done = true;
         m_doneCv.notify_all();
       }
     }
+    return m_batch.size();
+  }
+
+  // Puts the batch's events from `ran` on back at the head of their level, ahead of what was
+  // queued there meanwhile.
+  void Requeue(size_t ran) MS_REQUIRES(m_mutex) {
+    auto level = m_levels.begin();
+    while (level->priority != m_batchPriority)
+      ++level;
+    level->entries.insert(level->entries.begin(), m_batch.begin() + ran, m_batch.end());
+    m_pending += m_batch.size() - ran;
+    m_queued.store(m_pending, std::memory_order_relaxed);
   }
 
   // Looks for a queued event for up to kAwaitMicros, without the lock.
@@ -147,21 +195,31 @@ class COxEventThread::Impl : public IOxEventQueue {
 
   // How long an idle worker looks for more work before it sleeps.
   static constexpr int kAwaitMicros = 20;
+  // The most entries a batch's storage keeps from one burst to the next.
+  static constexpr size_t kKeptEntries = 1024;
 
   const bool m_withQueue;
   COxStdMutex m_mutex;
   std::condition_variable m_cv;      // the worker waits here for events or the stop
   std::condition_variable m_doneCv;  // senders wait here for their events to have run
-  std::map<uint32_t, std::deque<Entry>, std::greater<uint32_t>> m_queues MS_GUARDED_BY(m_mutex);
+  // Highest priority first.
+  std::vector<Level> m_levels MS_GUARDED_BY(m_mutex);
   size_t m_pending MS_GUARDED_BY(m_mutex) = 0;  // events queued over all priorities
   // The worker sleeps on m_cv and nobody has woken it yet.
   bool m_workerWaiting MS_GUARDED_BY(m_mutex) = false;
   bool m_stopping MS_GUARDED_BY(m_mutex) = false;
+  // The worker runs a batch of this priority.
+  bool m_batchRunning MS_GUARDED_BY(m_mutex) = false;
+  uint32_t m_batchPriority MS_GUARDED_BY(m_mutex) = 0;
   std::atomic<size_t> m_queued{0};  // m_pending as last written, for the worker's look-out
   // Written once by the worker, under m_mutex, before the constructor returns; read-only after,
   // so it is read without the lock.
   uint64_t m_threadId = 0;
   std::thread m_thread;
+  // The worker's side, on a line of its own: the batch it runs (touched by the worker only), and
+  // the word by which a poster tells it to stop the batch early.
+  alignas(64) std::vector<Entry> m_batch;
+  std::atomic<bool> m_preempt{false};
 
   friend class COxEventThread;
 };

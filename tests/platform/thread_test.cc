@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -40,6 +41,28 @@ TEST(EventThreadTest, PostedEventsRunInPriorityOrderAndDrainAtDestruction) {
   EXPECT_EQ(ran, (std::vector<uint64_t>{3, workerId, 1, workerId, 2, workerId, 5, workerId}));
   EXPECT_EQ(disposed.load(), 5);
   EXPECT_NE(workerId, GetThreadSelfId());
+}
+
+// An event posted while the worker runs a burst of one priority: a higher one runs next, one of
+// the same priority after the rest of the burst.
+TEST(EventThreadTest, EventPostedByARunningEventKeepsItsPlace) {
+  std::vector<char> ran;  // touched on the worker only, read after it ends
+  eventtest::Signal open;
+  {
+    COxEventThread worker;
+    IOxEventQueue* queue = worker.GetEventQueue();
+    auto record = [&ran](char name) { return new FnEvent([&ran, name] { ran.push_back(name); }); };
+    eventtest::HoldQueue(worker, open);
+    queue->PostEvent(new FnEvent([&] {
+                       ran.push_back('a');
+                       queue->PostEvent(record('c'), 128);
+                       queue->PostEvent(record('h'), 255);
+                     }),
+                     128);
+    queue->PostEvent(record('b'), 128);
+    open.Set();
+  }
+  EXPECT_EQ(std::string(ran.begin(), ran.end()), "ahbc");
 }
 
 TEST(EventThreadTest, SendBlocksUntilFiredAndFiresInPlaceOnItsOwnThread) {

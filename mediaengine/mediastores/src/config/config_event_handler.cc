@@ -14,22 +14,30 @@ constexpr uint32_t kPostPriority = 128;
 // A callback slower than this many whole milliseconds is reported.
 constexpr long long kSlowMillis = 100;
 
-// A reference that owns nothing: for a sent event, whose sender waits until it has fired.
-template <class T>
-std::shared_ptr<const T> Borrowed(const T& object) {
-  return std::shared_ptr<const T>(std::shared_ptr<const T>(), &object);
-}
-
 }  // namespace
 
-const std::shared_ptr<const KelConfigEvent>& WalkEvent::Shared() {
-  if (!m_shared) {
-    m_shared = m_movable != nullptr ? std::make_shared<const KelConfigEvent>(std::move(*m_movable))
-                                    : std::make_shared<const KelConfigEvent>(*m_event);
-    m_event = m_shared.get();
-    m_movable = nullptr;
+WalkEvent::~WalkEvent() {
+  if (m_carrier != nullptr) m_carrier->Release();
+}
+
+CSwitchThreadEvent* WalkEvent::Post(std::shared_ptr<const ConfigEventHandler> handler) {
+  if (m_carrier != nullptr) return new CSwitchThreadEvent(*m_carrier, std::move(handler));
+  m_carrier = new CSwitchThreadEvent(
+      m_movable != nullptr ? std::move(*m_movable) : KelConfigEvent(*m_event), std::move(handler));
+  m_event = m_carrier->AddReader();  // this walk reads the copy too, until it ends
+  m_movable = nullptr;
+  return m_carrier;
+}
+
+void CSwitchThreadEvent::OnDestorySelf() {
+  CSwitchThreadEvent* const carrier = m_carrier;
+  if (carrier == this) {
+    m_handler.reset();
+    Release();
+    return;
   }
-  return m_shared;
+  IOxEvent::OnDestorySelf();
+  if (carrier != nullptr) carrier->Release();
 }
 
 void ConfigEventHandler::ReportDepth(const char* signature, uint32_t depth,
@@ -56,14 +64,14 @@ void ConfigEventHandler::Hand(const char* signature, WalkEvent& event, const Ptr
                  ", m_pRunThread=" << static_cast<const void*>(m_pRunThread)
                                    << ", EventQueue == NULL" << TraceThis{this});
   } else if (bAsync) {
-    // The walk's one shared event, and this handler instead of a copy of its callback.
-    queue->PostEvent(handler != nullptr ? new CSwitchThreadEvent(event.Shared(), *handler)
-                                        : new CSwitchThreadEvent(event.Get(), onChanged),
-                     kPostPriority);
+    // The walk's one copy of the event, and this handler instead of a copy of its callback.
+    queue->PostEvent(
+        handler != nullptr ? event.Post(*handler) : new CSwitchThreadEvent(event.Get(), onChanged),
+        kPostPriority);
   } else if (m_pRunThread->GetThreadId() == GetThreadSelfId()) {
     onChanged(event.Get());
   } else {
-    queue->SendEvent(new CSwitchThreadEvent(Borrowed(event.Get()), Borrowed(*this)));
+    queue->SendEvent(new CSwitchThreadEvent(&event.Get(), *this));
   }
 }
 

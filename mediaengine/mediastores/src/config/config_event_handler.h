@@ -3,6 +3,7 @@
 #ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_CONFIG_EVENT_HANDLER_H_
 #define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_CONFIG_CONFIG_EVENT_HANDLER_H_
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -15,24 +16,30 @@
 
 namespace kelStore {
 
+class CSwitchThreadEvent;
+class ConfigEventHandler;
+
 // The event of one walk over a key's subscribers. Direct and sent deliveries read it where it
-// is; posted ones share one reference-counted copy, made when the first of them is posted.
+// is; the first posted delivery takes it into its own event object, which the later deliveries
+// of the walk then read.
 class WalkEvent {
  public:
-  // An event the walk may move into the shared copy.
+  // An event the walk may move into the posted copy.
   explicit WalkEvent(KelConfigEvent& event) : m_event(&event), m_movable(&event) {}
-  // An event that is copied into the shared copy.
+  // An event that is copied into the posted copy.
   explicit WalkEvent(const KelConfigEvent& event) : m_event(&event) {}
   WalkEvent(const WalkEvent&) = delete;
   WalkEvent& operator=(const WalkEvent&) = delete;
+  ~WalkEvent();
 
   const KelConfigEvent& Get() const { return *m_event; }
-  const std::shared_ptr<const KelConfigEvent>& Shared();
+  // A posted delivery of the event to `handler`: one allocation, the event copied once a walk.
+  CSwitchThreadEvent* Post(std::shared_ptr<const ConfigEventHandler> handler);
 
  private:
   const KelConfigEvent* m_event;
   KelConfigEvent* m_movable = nullptr;
-  std::shared_ptr<const KelConfigEvent> m_shared;
+  CSwitchThreadEvent* m_carrier = nullptr;  // the posted delivery holding the copy, counted
 };
 
 // One subscription (a change callback) or one binding (a provider), shared by the store's id
@@ -84,26 +91,55 @@ class ConfigEventHandler {
   void ReportCost(const char* signature, long long cost, const KelConfigEvent& event) const;
 };
 
-// Carries one notification to another thread. It shares the event and the handler whose change
-// callback it calls (or owns copies of both), so the handler may be released before the event
-// fires; the thread's queue disposes of it after firing.
+// Carries one notification to another thread. It owns a copy of the event, or reads the copy
+// owned by another posted delivery of the same walk (the carrier, which counts its readers), or,
+// sent, reads the sender's event; it shares the handler whose change callback it calls (or owns a
+// copy), so the handler may be released before the event fires. The thread's queue disposes of
+// it after firing.
 class CSwitchThreadEvent : public IOxEvent {
  public:
-  CSwitchThreadEvent(std::shared_ptr<const KelConfigEvent> event,
-                     std::shared_ptr<const ConfigEventHandler> handler)
-      : IOxEvent(0), m_event(std::move(event)), m_handler(std::move(handler)) {}
+  using HandlerRef = std::shared_ptr<const ConfigEventHandler>;
+
+  // Owns copies of `event` and of the callback.
   CSwitchThreadEvent(const KelConfigEvent& event, fnConfigChangedCallBack onChanged)
-      : CSwitchThreadEvent(std::make_shared<const KelConfigEvent>(event),
+      : CSwitchThreadEvent(KelConfigEvent(event),
                            std::make_shared<const ConfigEventHandler>(std::move(onChanged))) {}
+  // Owns `event`; other deliveries may read it (see AddReader).
+  CSwitchThreadEvent(KelConfigEvent&& event, HandlerRef handler)
+      : IOxEvent(0), m_copy(std::move(event)), m_handler(std::move(handler)), m_carrier(this) {}
+  // Reads the event owned by `carrier`, counted as one of its readers.
+  CSwitchThreadEvent(CSwitchThreadEvent& carrier, HandlerRef handler)
+      : IOxEvent(0),
+        m_event(carrier.AddReader()),
+        m_handler(std::move(handler)),
+        m_carrier(&carrier) {}
+  // Reads `event` and calls `handler` where they are: a sent notification, whose sender waits.
+  CSwitchThreadEvent(const KelConfigEvent* event, const ConfigEventHandler& handler)
+      : IOxEvent(0), m_event(event), m_handler(HandlerRef(), &handler) {}
 
   int OnEventFire() override {
     if (m_handler->onChanged) m_handler->onChanged(*m_event);
     return 0;
   }
+  // A carrier drops its handler and stays while its copy is read; a reader leaves its carrier.
+  void OnDestorySelf() override;
+
+  // Counts one more reader of the owned copy and returns it.
+  const KelConfigEvent* AddReader() {
+    m_readers.fetch_add(1, std::memory_order_relaxed);
+    return &m_copy;
+  }
+  // Ends one reading of the owned copy; the last one deletes the carrier.
+  void Release() {
+    if (m_readers.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+  }
 
  private:
-  std::shared_ptr<const KelConfigEvent> m_event;
-  std::shared_ptr<const ConfigEventHandler> m_handler;
+  KelConfigEvent m_copy;
+  const KelConfigEvent* m_event = &m_copy;
+  HandlerRef m_handler;
+  CSwitchThreadEvent* m_carrier = nullptr;  // this when it owns the copy others may read
+  std::atomic<uint32_t> m_readers{1};       // its own delivery and each reader of the copy
 };
 
 }  // namespace kelStore

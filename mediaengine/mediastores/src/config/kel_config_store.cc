@@ -11,22 +11,23 @@ namespace kelStore {
 
 namespace {
 
-// An event about `name` in `group`: the three values given, groupType from the group.
-KelConfigEvent MakeEvent(const char* name, KelConfigGroup group, ConfigValue oldValue,
-                         ConfigValue newValue, ConfigValue defaultValue) {
-  KelConfigEvent event;
-  event.name = name;
-  event.oldValue = std::move(oldValue);
-  event.newValue = std::move(newValue);
-  event.defaultValue = std::move(defaultValue);
-  event.SetGroup(group);
-  return event;
+// An event about `name` in `group`: the three values given, groupType from the group. The values
+// are moved straight into their places.
+KelConfigEvent MakeEvent(const char* name, KelConfigGroup group, ConfigValue&& oldValue,
+                         ConfigValue&& newValue, ConfigValue&& defaultValue) {
+  return KelConfigEvent{name,
+                        std::move(oldValue),
+                        std::move(newValue),
+                        std::move(defaultValue),
+                        group,
+                        KelConfigGroup2GroupType(group)};
 }
 
 // What one walk over a key's handlers shares between its deliveries: the event (posted
-// deliveries share one reference-counted copy of it) and the timing of the deliveries.
+// deliveries share one copy of it) and the timing of the deliveries. The event is made in place.
 struct Walk {
-  explicit Walk(KelConfigEvent made) : event(std::move(made)), shared(event) {}
+  template <class... Args>
+  explicit Walk(Args&&... args) : event(MakeEvent(std::forward<Args>(args)...)), shared(event) {}
   KelConfigEvent event;
   WalkEvent shared;
   DeliveryTimer timer;
@@ -288,8 +289,7 @@ int32_t KelConfig::fireEvents(ObserverMgr& mgr, const char* name, ConfigValue& o
       },
       [&](const ConfigEventHandler::Ptr& handler) {
         if (!walk) {
-          walk.emplace(
-              MakeEvent(name, group, std::move(oldValue), std::move(newValue), ConfigValue()));
+          walk.emplace(name, group, std::move(oldValue), std::move(newValue), ConfigValue());
         }
         ObserverMgr::DeliverChange(handler, walk->shared, walk->timer, nObservers, self);
       });
@@ -317,7 +317,8 @@ int32_t KelConfig::invokeEvent(ObserverMgr& mgr, const char* name, ConfigValue& 
         if (handler->onInvoke) markBusy(handler, self, signature, "invokeEvent");
       },
       [&](const ConfigEventHandler::Ptr& handler) {
-        if (!walk) walk.emplace(MakeEvent(name, group, ConfigValue(), ConfigValue(), defaultValue));
+        if (!walk)
+          walk.emplace(name, group, ConfigValue(), ConfigValue(), ConfigValue(defaultValue));
         ObserverMgr::DeliverInvoke(handler, walk->event, walk->timer, nCallees, value, self);
       });
   if (nCallees > 1) {
