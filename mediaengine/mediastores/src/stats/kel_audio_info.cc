@@ -75,7 +75,10 @@ KelAudioStatisticInfo::~KelAudioStatisticInfo() = default;
 
 st_KelAudioRxStatisticsInfo* KelAudioStatisticInfo::rxRecord(int index) {
   const unsigned int slot = static_cast<unsigned int>(index);
-  return slot < kKelAudioStreamCount ? &m_rxInfo[slot].record : nullptr;
+  if (slot >= kKelAudioStreamCount) return nullptr;
+  // The slot's alignment, told to the compiler, settles at build time which words and blocks the
+  // record's reads and 64-bit stores take.
+  return &static_cast<RxSlot*>(__builtin_assume_aligned(&m_rxInfo[slot], alignof(RxSlot)))->record;
 }
 
 void KelAudioStatisticInfo::resetTxLevels() {
@@ -126,7 +129,7 @@ int32_t KelAudioStatisticInfo::UpdateRxMediaInfo(void*) {
 
 int32_t KelAudioStatisticInfo::GetTxMediaInfo(void* dst, bool reset) {
   if (dst == nullptr) return KEL_E_BADSTATE;
-  sa::CopyOutSmall(dst, &m_txInfo, kTxSize);
+  sa::CopyOutSmall(dst, __builtin_assume_aligned(&m_txInfo, kTxAlignment), kTxSize);
   // Levels already at their reset values are not written again.
   if (reset && !txLevelsAtReset()) resetTxLevels();
   return KEL_S_OK;
@@ -263,7 +266,10 @@ int32_t KelAudioStatisticInfo::GetRxAudioInfo(void* dst, int index, bool reset) 
 int32_t KelAudioStatisticInfo::GetAVSyncInfo(void* dst, int index) {
   const unsigned int slot = static_cast<unsigned int>(index);
   if (dst == nullptr || slot >= kKelAudioStreamCount) return KEL_E_BADSTATE;
-  sa::CopyOutSmall(dst, &m_syncInfo[slot], kSyncSize);
+  // The records follow each other every 120 bytes from an aligned start.
+  const auto* records = static_cast<const kel::_tagSyncStatistics*>(
+      __builtin_assume_aligned(m_syncInfo, kSyncAlignment));
+  sa::CopyOutSmall(dst, records + slot, kSyncSize);
   return KEL_S_OK;
 }
 

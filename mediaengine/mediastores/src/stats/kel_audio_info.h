@@ -2,6 +2,7 @@
 #ifndef MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_AUDIO_INFO_H_
 #define MEDIASTORES_MEDIAENGINE_MEDIASTORES_SRC_STATS_KEL_AUDIO_INFO_H_
 
+#include <cstddef>
 #include <cstdint>
 
 #include "mediastores/audio_records.h"
@@ -67,11 +68,11 @@ class KelAudioStatisticInfo : public IKelAudioInfo,
   int32_t QueryInterface(const kel::_tagUUID& id, void** out) override;
 
  private:
-  // A receive record placed four bytes into a 16-byte aligned slot, so that its 64-bit field at
-  // 132 is eight-byte aligned in memory and is never seen half-written by a racing reader, and
-  // reads move the record in aligned 16-byte blocks.
+  // A receive record placed twelve bytes into a 16-byte aligned slot, so that its 64-bit field
+  // at 132 is eight-byte aligned in memory and is never seen half-written by a racing reader, and
+  // a read moves the record as one four-byte word and then sixteen aligned 16-byte blocks.
   struct alignas(16) RxSlot {
-    uint32_t lead;
+    uint32_t lead[3];
     st_KelAudioRxStatisticsInfo record;
   };
 
@@ -82,10 +83,14 @@ class KelAudioStatisticInfo : public IKelAudioInfo,
   // Whether the levels and the field at 112 hold their reset values, bit for bit.
   bool txLevelsAtReset() const;
 
+  // 32: whole-record reads in aligned blocks, the 64-bit field at 96 aligned.
+  static constexpr size_t kTxAlignment = 32;
+  static constexpr size_t kSyncAlignment = 16;
+
   unsigned int m_callId;
-  alignas(32) st_KelAudioTxStatisticsInfo m_txInfo;  // 32: whole-record reads, 64-bit at 96
+  alignas(kTxAlignment) st_KelAudioTxStatisticsInfo m_txInfo;
   RxSlot m_rxInfo[kKelAudioStreamCount];
-  alignas(16) kel::_tagSyncStatistics m_syncInfo[kKelAudioStreamCount];
+  alignas(kSyncAlignment) kel::_tagSyncStatistics m_syncInfo[kKelAudioStreamCount];
 };
 
 // The audio statistics of a call's content (shared-screen) audio; the same object.

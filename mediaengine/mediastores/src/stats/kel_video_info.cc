@@ -329,7 +329,7 @@ int32_t mapToKELCodec(kel::KelVideoCodecType codecType) {
 }
 
 KelVideoStatisticInfo::KelVideoStatisticInfo(unsigned int callId)
-    : m_callId(0xFFFFFFFFu), m_txInfo(), m_rxInfo(), m_layerBaselines() {
+    : m_callId(0xFFFFFFFFu), m_txInfo(), m_layerBaselines(), m_rxInfo() {
   reset(callId);
 }
 
@@ -475,12 +475,24 @@ void KelVideoStatisticInfo::UpdateVideoEncIdrSentAndReasonCnt(unsigned int total
                                                               const Stream* streams, int n) {
   sa::Store(&m_txInfo.idrSentCount, total);
   if (streams == nullptr || !ValidLayer(n)) return;
-  Layer& layer = m_txInfo.layers[n];
+  // Layers start 16-byte aligned, so the eleven reason counters at 132 are one four-byte word,
+  // one aligned eight-byte word and two aligned blocks.
+  static_assert(offsetof(st_KelVideoTxStatisticsInfo, layers) % 16 == 0 && kLayerSize % 16 == 0 &&
+                    kReasons % 16 == 4 && kKelVideoIdrReasonCount == 11,
+                "reason counters in a word, a pair and two blocks");
+  Layer& layer = static_cast<Layer*>(__builtin_assume_aligned(m_txInfo.layers, 16))[n];
   const Stream& stream = streams[n];
   sa::Store(&layer.idrSentCount, stream.idrSentCount);
-  for (int k = 0; k < kKelVideoIdrReasonCount; ++k) {
-    sa::Store(&layer.idrReasonCount[k], stream.idrReasonCount[k]);
-  }
+  const uint32_t* counts = stream.idrReasonCount;
+  sa::Store(&layer.idrReasonCount[0], counts[0]);
+  uint64_t pair;
+  std::memcpy(&pair, counts + 1, sizeof(pair));
+  sa::Store64At(&layer, kReasons + 4, pair);
+  sa::KelLanes first, second;
+  std::memcpy(&first, counts + 3, sizeof(first));
+  std::memcpy(&second, counts + 7, sizeof(second));
+  sa::Store16(&layer.idrReasonCount[3], first);
+  sa::Store16(&layer.idrReasonCount[7], second);
 }
 
 void KelVideoStatisticInfo::UpdateFBufferOcuppiedVideo(const float* values, unsigned int layer) {

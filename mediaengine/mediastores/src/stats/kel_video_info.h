@@ -93,8 +93,10 @@ class KelVideoStatisticInfo : public IKelVideoInfo,
  private:
   unsigned int m_callId;
   alignas(64) st_KelVideoTxStatisticsInfo m_txInfo;  // whole-record reads; layers at 16
-  st_KelVideoTxStatisticsInfo m_rxInfo;
+  // Right after the transmit record, so that no baseline shares its address bits below 4096 with
+  // a layer of the record (a resetting read stores to the one and then loads from the other).
   alignas(64) st_KelVideoLayerBaseline m_layerBaselines[kKelVideoLayerCount];
+  st_KelVideoTxStatisticsInfo m_rxInfo;
 };
 
 // The video statistics of a call's content (shared-screen) video; the same object.
