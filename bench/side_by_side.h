@@ -70,9 +70,9 @@ class Slices {
  public:
   explicit Slices(Body<Op, Settle> body) : body_(std::move(body)) {}
 
-  // Doubles the operations per slice until a slice lasts kSlice; also warms the body up.
-  void Calibrate() {
-    while (Time() < kSlice && ops_ < (int64_t{1} << 30))
+  // Doubles the operations per slice until a slice lasts `slice`; also warms the body up.
+  void Calibrate(Clock::duration slice) {
+    while (Time() < slice && ops_ < (int64_t{1} << 30))
       ops_ *= 2;
     body_.settle();
   }
@@ -105,16 +105,25 @@ class Slices {
 
 }  // namespace internal
 
-// Runs the bodies side by side for as long as `state` iterates and reports each one's median
-// nanoseconds per operation as the counter "ns:<name>" and its fastest slice's as "best:<name>".
+// Runs the bodies side by side, in slices of about `slice`, for as long as `state` iterates and
+// reports each one's median nanoseconds per operation as the counter "ns:<name>" and its fastest
+// slice's as "best:<name>". Work handed to another thread takes longer slices than kSlice, so
+// that waking a sleeping thread at the start of each slice does not make the figure.
 template <class... Bodies>
-void SideBySide(benchmark::State& state, Bodies... bodies) {
+void SideBySideInSlicesOf(std::chrono::microseconds slice, benchmark::State& state,
+                          Bodies... bodies) {
   std::tuple<internal::Slices<decltype(bodies.op), decltype(bodies.settle)>...> slices{
       std::move(bodies)...};
-  std::apply([](auto&... s) { (s.Calibrate(), ...); }, slices);
+  std::apply([slice](auto&... s) { (s.Calibrate(slice), ...); }, slices);
   for (auto _ : state)
     std::apply([](auto&... s) { (s.Run(), ...); }, slices);
   std::apply([&state](const auto&... s) { (s.Report(state), ...); }, slices);
+}
+
+// The same in slices of kSlice.
+template <class... Bodies>
+void SideBySide(benchmark::State& state, Bodies... bodies) {
+  SideBySideInSlicesOf(internal::kSlice, state, std::move(bodies)...);
 }
 
 }  // namespace bench

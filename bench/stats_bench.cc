@@ -205,7 +205,8 @@ BENCHMARK(BM_VideoUpdateAV1Metrics)->MinTime(kMinSeconds);
 
 // A plain memcpy of the record's size between two buffers, the size known only at run time (as
 // in a bounds-checked copy), run side by side with each getter as its "memcpy". The buffers are
-// apart, as a statistics object and a reader's buffer are.
+// apart, as a statistics object and a reader's buffer are. Each getter's buffer is aligned as the
+// floor's, so that where the stack happens to start does not favour one side.
 alignas(64) unsigned char g_floorSource[4096];
 alignas(64) unsigned char g_floorDestination[4096];
 auto Memcpy(size_t size) {
@@ -220,7 +221,7 @@ auto Memcpy(size_t size) {
 void BM_AudioGetTxMediaInfo(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   const bool reset = state.range(0) != 0;
-  kelStore::st_KelAudioTxStatisticsInfo tx;
+  alignas(64) kelStore::st_KelAudioTxStatisticsInfo tx;
   bench::SideBySide(state,
                     bench::Side("getter",
                                 [&] {
@@ -235,7 +236,7 @@ BENCHMARK(BM_AudioGetTxMediaInfo)->ArgName("reset")->Arg(0)->Arg(1)->MinTime(kMi
 void BM_AudioGetRxAudioInfo(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   const bool reset = state.range(0) != 0;
-  kelStore::st_KelAudioRxStatisticsInfo rx;
+  alignas(64) kelStore::st_KelAudioRxStatisticsInfo rx;
   int index = 0;
   bench::SideBySide(state,
                     bench::Side("getter",
@@ -251,7 +252,7 @@ BENCHMARK(BM_AudioGetRxAudioInfo)->ArgName("reset")->Arg(0)->Arg(1)->MinTime(kMi
 
 void BM_AudioGetAVSyncInfo(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
-  kel::_tagSyncStatistics sync;
+  alignas(64) kel::_tagSyncStatistics sync;
   bench::SideBySide(state,
                     bench::Side("getter",
                                 [&] {
@@ -266,7 +267,7 @@ BENCHMARK(BM_AudioGetAVSyncInfo)->MinTime(kMinSeconds);
 void BM_VideoGetTxMediaInfo(benchmark::State& state) {
   IKelVideoInfo* v = Get().video;
   const bool reset = state.range(0) != 0;
-  kelStore::st_KelVideoTxStatisticsInfo tx;
+  alignas(64) kelStore::st_KelVideoTxStatisticsInfo tx;
   bench::SideBySide(state,
                     bench::Side("getter",
                                 [&] {

@@ -525,8 +525,8 @@ def main(argv):
             ", ".join("{:.1f}".format(l) for l in loads) or "?"))
     header.append("  Each program runs its benchmarks in rounds (the repetitions, interleaved). A "
                   "side-by-side benchmark")
-    header.append("  alternates its figure and floor in slices of about 50 us of real time and "
-                  "reports each one's median slice,")
+    header.append("  alternates its figure and floor in slices of real time (50 us; 2 ms for "
+                  "hand-offs) and reports each one's median slice,")
     header.append("  which also leaves out slices the scheduler interrupted. Value and floor: "
                   "medians over the rounds.")
     header.append("  Ratio: the median of the rounds' ratios. cv: their coefficient of variation "
