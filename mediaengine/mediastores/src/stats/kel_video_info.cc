@@ -244,15 +244,6 @@ __attribute__((target("avx2"), always_inline)) inline void Store16Vex(unsigned c
   asm volatile("vmovdqa %1, %0" : "=m"(*reinterpret_cast<sa::KelBlock16*>(at)) : "x"(lanes));
 }
 
-// Copies the 32 bytes at `at` of a shared layer into the reader's copy of it; returns them.
-__attribute__((target("avx2"), always_inline)) inline __m256i CopyPiece(unsigned char* dstLayer,
-                                                                        const unsigned char* from,
-                                                                        size_t at) {
-  const __m256i piece = Load32(from + at);
-  Store32(dstLayer + at, piece);
-  return piece;
-}
-
 // One layer of a resetting read in one pass, 32 bytes at a time: the layer is read once, and
 // that reading goes to the copy `dstLayer` with the interval differences in place while the
 // baseline moves on to its counters; then the held figures start afresh. Pieces of the layer:
@@ -268,24 +259,31 @@ __attribute__((target("avx2"), always_inline)) inline void ReportLayerAvx2(
                 "pieces and lanes as described above");
   unsigned char* from = reinterpret_cast<unsigned char*>(&layer);
   unsigned char* base = reinterpret_cast<unsigned char*>(&baseline);
+  // The whole layer and its baseline are read before anything is written: a store into the copy
+  // ahead of a read whose address agrees with it in the low twelve bits would hold that read up,
+  // and where the reader's copy lies is the reader's choice.
+  const __m256i at0 = Load32(from), at32 = Load32(from + 32), at64 = Load32(from + 64);
+  const __m256i at96 = Load32(from + 96), at128 = Load32(from + 128), at160 = Load32(from + 160);
+  const __m256i at192 = Load32(from + 192);
+  const __m128i at224 = Load16Vex(from + 224);
+  const __m128i wasHead = Load16Vex(base);
+  const __m256i wasMiddle = Load32(base + 16);
+  const __m128i wasTail = Load16Vex(base + 48);
+  const __m128i head = _mm256_extracti128_si256(at0, 1);  // 16 ... 28
   // Pieces without counters go to the copy as read.
-  const __m128i head = _mm256_extracti128_si256(CopyPiece(dstLayer, from, 0), 1);  // 16 ... 28
-  const __m256i at32 = CopyPiece(dstLayer, from, 32);
-  CopyPiece(dstLayer, from, 64);
-  const __m256i at192 = CopyPiece(dstLayer, from, 192);
+  Store32(dstLayer, at0);
+  Store32(dstLayer + 32, at32);
+  Store32(dstLayer + 64, at64);
+  Store32(dstLayer + 192, at192);
 
   // The counters as read, in the baseline's layout; the baseline moves on to them, and the
   // pieces holding them go to the copy with their differences since the baseline in place.
-  const __m256i at96 = Load32(from + 96), at128 = Load32(from + 128), at160 = Load32(from + 160);
   // The held figures: at 32 and 36, the range in lanes 6 and 7 of the piece at 160, at 192.
   const __m256i range = _mm256_setr_epi32(0, 0, 0, 0, 0, 0, -1, -1);
   const __m256i held = _mm256_or_si256(
       _mm256_and_si256(at32, _mm256_setr_epi32(-1, 0xFF, 0, 0, 0, 0, 0, 0)),
       _mm256_or_si256(_mm256_and_si256(at160, range),
                       _mm256_and_si256(at192, _mm256_setr_epi32(-1, 0, 0, 0, 0, 0, 0, 0))));
-  const __m128i wasHead = Load16Vex(base);
-  const __m256i wasMiddle = Load32(base + 16);
-  const __m128i wasTail = Load16Vex(base + 48);
   const __m128i nowHead = _mm_blend_epi32(wasHead, _mm_shuffle_epi32(head, 0x90), 0xC);
   const __m256i nowMiddle = _mm256_blend_epi32(at128, _mm256_shuffle_epi32(at96, 0xAA), 1);
   const __m128i nowTail = _mm256_castsi256_si128(at160);
@@ -299,7 +297,7 @@ __attribute__((target("avx2"), always_inline)) inline void ReportLayerAvx2(
           _mm256_blend_epi32(at160, _mm256_castsi128_si256(_mm_sub_epi32(nowTail, wasTail)), 0xF));
   const __m128i sinceHead = _mm_shuffle_epi32(_mm_sub_epi32(nowHead, wasHead), 0xEE);
   _mm_storeu_si128(reinterpret_cast<__m128i*>(dstLayer + 224),
-                   _mm_blend_epi32(Load16Vex(from + 224), sinceHead, 0x3));
+                   _mm_blend_epi32(at224, sinceHead, 0x3));
   if (!_mm256_testz_si256(held, held)) ClearHeld(layer);
 }
 
