@@ -238,72 +238,53 @@ auto Memcpy(size_t size) {
   });
 }
 
-void BM_AudioGetTxMediaInfo(benchmark::State& state) {
-  IKelAudioInfo* a = Get().audio;
-  const bool reset = state.range(0) != 0;
+// Runs `read`, given the place of a T to read into, side by side with a memcpy of a T.
+template <class T, class Read>
+void GetterSideBySide(benchmark::State& state, Read read) {
   ReaderPlaces places;
   bench::SideBySide(state,
                     bench::Side("getter",
                                 [&] {
-                                  kelStore::st_KelAudioTxStatisticsInfo* const tx =
-                                      places.Next<kelStore::st_KelAudioTxStatisticsInfo>();
-                                  a->GetTxMediaInfo(tx, reset);
-                                  benchmark::DoNotOptimize(tx);
+                                  T* const to = places.Next<T>();
+                                  read(to);
+                                  benchmark::DoNotOptimize(to);
                                   benchmark::ClobberMemory();
                                 }),
-                    Memcpy(sizeof(kelStore::st_KelAudioTxStatisticsInfo)));
+                    Memcpy(sizeof(T)));
+}
+
+void BM_AudioGetTxMediaInfo(benchmark::State& state) {
+  IKelAudioInfo* a = Get().audio;
+  const bool reset = state.range(0) != 0;
+  GetterSideBySide<kelStore::st_KelAudioTxStatisticsInfo>(
+      state, [&](kelStore::st_KelAudioTxStatisticsInfo* tx) { a->GetTxMediaInfo(tx, reset); });
 }
 BENCHMARK(BM_AudioGetTxMediaInfo)->ArgName("reset")->Arg(0)->Arg(1)->MinTime(kMinSeconds);
 
 void BM_AudioGetRxAudioInfo(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
   const bool reset = state.range(0) != 0;
-  ReaderPlaces places;
   int index = 0;
-  bench::SideBySide(state,
-                    bench::Side("getter",
-                                [&] {
-                                  kelStore::st_KelAudioRxStatisticsInfo* const rx =
-                                      places.Next<kelStore::st_KelAudioRxStatisticsInfo>();
-                                  a->GetRxAudioInfo(rx, index, reset);
-                                  index = (index + 1) % 2;  // both slot alignments
-                                  benchmark::DoNotOptimize(rx);
-                                  benchmark::ClobberMemory();
-                                }),
-                    Memcpy(sizeof(kelStore::st_KelAudioRxStatisticsInfo)));
+  GetterSideBySide<kelStore::st_KelAudioRxStatisticsInfo>(
+      state, [&](kelStore::st_KelAudioRxStatisticsInfo* rx) {
+        a->GetRxAudioInfo(rx, index, reset);
+        index = (index + 1) % 2;  // both slot alignments
+      });
 }
 BENCHMARK(BM_AudioGetRxAudioInfo)->ArgName("reset")->Arg(0)->Arg(1)->MinTime(kMinSeconds);
 
 void BM_AudioGetAVSyncInfo(benchmark::State& state) {
   IKelAudioInfo* a = Get().audio;
-  ReaderPlaces places;
-  bench::SideBySide(state,
-                    bench::Side("getter",
-                                [&] {
-                                  kel::_tagSyncStatistics* const sync =
-                                      places.Next<kel::_tagSyncStatistics>();
-                                  a->GetAVSyncInfo(sync, 7);
-                                  benchmark::DoNotOptimize(sync);
-                                  benchmark::ClobberMemory();
-                                }),
-                    Memcpy(sizeof(kel::_tagSyncStatistics)));
+  GetterSideBySide<kel::_tagSyncStatistics>(
+      state, [&](kel::_tagSyncStatistics* sync) { a->GetAVSyncInfo(sync, 7); });
 }
 BENCHMARK(BM_AudioGetAVSyncInfo)->MinTime(kMinSeconds);
 
 void BM_VideoGetTxMediaInfo(benchmark::State& state) {
   IKelVideoInfo* v = Get().video;
   const bool reset = state.range(0) != 0;
-  ReaderPlaces places;
-  bench::SideBySide(state,
-                    bench::Side("getter",
-                                [&] {
-                                  kelStore::st_KelVideoTxStatisticsInfo* const tx =
-                                      places.Next<kelStore::st_KelVideoTxStatisticsInfo>();
-                                  v->GetTxMediaInfo(tx, reset);
-                                  benchmark::DoNotOptimize(tx);
-                                  benchmark::ClobberMemory();
-                                }),
-                    Memcpy(sizeof(kelStore::st_KelVideoTxStatisticsInfo)));
+  GetterSideBySide<kelStore::st_KelVideoTxStatisticsInfo>(
+      state, [&](kelStore::st_KelVideoTxStatisticsInfo* tx) { v->GetTxMediaInfo(tx, reset); });
 }
 BENCHMARK(BM_VideoGetTxMediaInfo)->ArgName("reset")->Arg(0)->Arg(1)->MinTime(kMinSeconds);
 

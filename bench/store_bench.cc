@@ -58,6 +58,13 @@ struct FloorMap {
   }
 };
 
+// Walks the keys in that order, each side of a benchmark on its own.
+struct KeyCursor {
+  size_t next = 0;
+  int NextIndex() { return Order()[next++ & kOrderMask]; }
+  const std::string& NextKey() { return Keys()[NextIndex()]; }
+};
+
 // A registered store holding the same values.
 struct StoreFixture {
   IKelConfig* store = nullptr;
@@ -77,18 +84,18 @@ void BM_Get(benchmark::State& state) {
   StoreFixture fixture;
   FloorMap floor;
   ConfigData out;
-  size_t i = 0;
-  size_t j = 0;
+  KeyCursor storeKeys;
+  KeyCursor floorKeys;
   bench::SideBySide(state,
                     bench::Side("store",
                                 [&] {
                                   benchmark::DoNotOptimize(fixture.store->GetKelConfig(
-                                      kGroup, Keys()[Order()[i++ & kOrderMask]].c_str(), out));
+                                      kGroup, storeKeys.NextKey().c_str(), out));
                                   benchmark::DoNotOptimize(out);
                                 }),
                     bench::Side("floor", [&] {
                       std::lock_guard<std::recursive_mutex> lock(floor.mutex);
-                      auto it = floor.map.find(Keys()[Order()[j++ & kOrderMask]]);
+                      auto it = floor.map.find(floorKeys.NextKey());
                       if (it != floor.map.end()) out = it->second;
                       benchmark::DoNotOptimize(out);
                     }));
@@ -102,17 +109,17 @@ void BM_SetChanged(benchmark::State& state) {
   const ConfigData values[2] = {ConfigData(30), ConfigData(60)};
   uint8_t storeFlips[kKeys] = {};
   uint8_t floorFlips[kKeys] = {};
-  size_t i = 0;
-  size_t j = 0;
+  KeyCursor storeKeys;
+  KeyCursor floorKeys;
   bench::SideBySide(state,
                     bench::Side("store",
                                 [&] {
-                                  const int key = Order()[i++ & kOrderMask];
+                                  const int key = storeKeys.NextIndex();
                                   benchmark::DoNotOptimize(fixture.store->SetKelConfig(
                                       kGroup, Keys()[key].c_str(), values[storeFlips[key] ^= 1]));
                                 }),
                     bench::Side("floor", [&] {
-                      const int key = Order()[j++ & kOrderMask];
+                      const int key = floorKeys.NextIndex();
                       std::lock_guard<std::recursive_mutex> lock(floor.mutex);
                       floor.map[Keys()[key]] = values[floorFlips[key] ^= 1];
                     }));
@@ -124,17 +131,17 @@ void BM_SetSame(benchmark::State& state) {
   StoreFixture fixture;
   FloorMap floor;
   const ConfigData value(30);
-  size_t i = 0;
-  size_t j = 0;
+  KeyCursor storeKeys;
+  KeyCursor floorKeys;
   bench::SideBySide(state,
                     bench::Side("store",
                                 [&] {
                                   benchmark::DoNotOptimize(fixture.store->SetKelConfig(
-                                      kGroup, Keys()[Order()[i++ & kOrderMask]].c_str(), value));
+                                      kGroup, storeKeys.NextKey().c_str(), value));
                                 }),
                     bench::Side("floor", [&] {
                       std::lock_guard<std::recursive_mutex> lock(floor.mutex);
-                      floor.map[Keys()[Order()[j++ & kOrderMask]]] = value;
+                      floor.map[floorKeys.NextKey()] = value;
                     }));
 }
 BENCHMARK(BM_SetSame);

@@ -102,14 +102,19 @@ class COxEventThread::Impl : public IOxEventQueue {
   // its notifications in the order they were fired.
   static constexpr uint32_t kSendPriority = 128;
 
-  void Queue(const Entry& entry, uint32_t priority) MS_REQUIRES(m_mutex) {
+  // The level of `priority`, made in its place when it is the first event of that priority.
+  Level& LevelOf(uint32_t priority) MS_REQUIRES(m_mutex) {
     auto level = m_levels.begin();
     while (level != m_levels.end() && level->priority > priority)
       ++level;
     if (level == m_levels.end() || level->priority != priority) {
       level = m_levels.insert(level, Level{priority, {}});
     }
-    level->entries.push_back(entry);
+    return *level;
+  }
+
+  void Queue(const Entry& entry, uint32_t priority) MS_REQUIRES(m_mutex) {
+    LevelOf(priority).entries.push_back(entry);
     m_queued.store(++m_pending, std::memory_order_relaxed);
     // The worker's batch gives way to an event that ranks above it.
     if (m_batchRunning && priority > m_batchPriority)
@@ -176,10 +181,8 @@ class COxEventThread::Impl : public IOxEventQueue {
   // Puts the batch's events from `ran` on back at the head of their level, ahead of what was
   // queued there meanwhile.
   void Requeue(size_t ran) MS_REQUIRES(m_mutex) {
-    auto level = m_levels.begin();
-    while (level->priority != m_batchPriority)
-      ++level;
-    level->entries.insert(level->entries.begin(), m_batch.begin() + ran, m_batch.end());
+    std::vector<Entry>& entries = LevelOf(m_batchPriority).entries;
+    entries.insert(entries.begin(), m_batch.begin() + ran, m_batch.end());
     m_pending += m_batch.size() - ran;
     m_queued.store(m_pending, std::memory_order_relaxed);
   }
