@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "mediaengine/mediastores/src/config/block_recycler.h"
 #include "platform/trace.h"
 
 namespace kelStore {
@@ -20,13 +21,31 @@ WalkEvent::~WalkEvent() {
   if (m_carrier != nullptr) m_carrier->Release();
 }
 
-CSwitchThreadEvent* WalkEvent::Post(std::shared_ptr<const ConfigEventHandler> handler) {
+CSwitchThreadEvent* WalkEvent::Post(std::shared_ptr<const ConfigEventHandler> handler,
+                                     bool last) {
   if (m_carrier != nullptr) return new CSwitchThreadEvent(*m_carrier, std::move(handler));
-  m_carrier = new CSwitchThreadEvent(
+  auto* const carrier = new CSwitchThreadEvent(
       m_movable != nullptr ? std::move(*m_movable) : KelConfigEvent(*m_event), std::move(handler));
-  m_event = m_carrier->AddReader();  // this walk reads the copy too, until it ends
   m_movable = nullptr;
-  return m_carrier;
+  if (last) {
+    // Nothing of this walk reads the event again: the subscriber's thread alone owns the copy.
+    m_event = nullptr;
+    return carrier;
+  }
+  m_carrier = carrier;
+  m_event = m_carrier->AddReader();  // this walk reads the copy too, until it ends
+  return carrier;
+}
+
+static_assert(sizeof(CSwitchThreadEvent) <= BlockRecycler::kBlockBytes,
+              "a posted delivery fits in a recycled block");
+
+void* CSwitchThreadEvent::operator new(size_t /*size: always the class's own, it is final*/) {
+  return BlockRecycler::Allocate();
+}
+
+void CSwitchThreadEvent::operator delete(void* block) noexcept {
+  BlockRecycler::Free(block);
 }
 
 void CSwitchThreadEvent::OnDestorySelf() {
@@ -48,15 +67,16 @@ void ConfigEventHandler::ReportDepth(const char* signature, uint32_t depth,
                           << static_cast<uint32_t>(event.group) << TraceThis{this});
 }
 
-void ConfigEventHandler::ReportCost(const char* signature, long long cost,
-                                    const KelConfigEvent& event) const {
+void ConfigEventHandler::ReportCost(const char* signature, long long cost, const std::string& key,
+                                    KelConfigGroup keyGroup) const {
   if (cost <= kSlowMillis) return;
   KEL_TRACE_AS(1, signature,
-               ", " << event.name << ", " << static_cast<uint32_t>(event.group) << ", cost=" << cost
-                    << "ms" << TraceThis{this});
+               ", " << key << ", " << static_cast<uint32_t>(keyGroup) << ", cost=" << cost << "ms"
+                    << TraceThis{this});
 }
 
-void ConfigEventHandler::Hand(const char* signature, WalkEvent& event, const Ptr* handler) {
+void ConfigEventHandler::Hand(const char* signature, WalkEvent& event, const Ptr* handler,
+                              bool last) {
   if (m_pRunThread == nullptr) {
     onChanged(event.Get());
   } else if (IOxEventQueue* queue = m_pRunThread->GetEventQueue(); queue == nullptr) {
@@ -66,7 +86,8 @@ void ConfigEventHandler::Hand(const char* signature, WalkEvent& event, const Ptr
   } else if (bAsync) {
     // The walk's one copy of the event, and this handler instead of a copy of its callback.
     queue->PostEvent(
-        handler != nullptr ? event.Post(*handler) : new CSwitchThreadEvent(event.Get(), onChanged),
+        handler != nullptr ? event.Post(*handler, last)
+                           : new CSwitchThreadEvent(event.Get(), onChanged),
         kPostPriority);
   } else if (m_pRunThread->GetThreadId() == GetThreadSelfId()) {
     onChanged(event.Get());
@@ -83,19 +104,20 @@ bool ConfigEventHandler::Notify(const KelConfigEvent& event) {
   {
     const BusyMark::Run running(busy);
     ReportDepth(signature, running.Depth(), event);
-    Hand(signature, walkEvent, nullptr);
+    Hand(signature, walkEvent, nullptr, true);
   }
-  ReportCost(signature, timer.Lap(), event);
+  ReportCost(signature, timer.Lap(), event.name, event.group);
   return true;
 }
 
 void ConfigEventHandler::Notify(WalkEvent& event, DeliveryTimer& timer, uint64_t self,
-                                const Ptr& handler) {
+                                const Ptr& handler, bool last) {
   const char* const signature = __PRETTY_FUNCTION__;
   const BusyMark::Run running(busy, self);
   ReportDepth(signature, running.Depth(), event.Get());
-  Hand(signature, event, &handler);
-  ReportCost(signature, timer.Lap(), event.Get());
+  Hand(signature, event, &handler, last);
+  // The walk's key is this handler's: the event itself may be with the subscriber's thread now.
+  ReportCost(signature, timer.Lap(), name, group);
 }
 
 ConfigValue ConfigEventHandler::Invoke(const KelConfigEvent& event) {
@@ -108,7 +130,7 @@ ConfigValue ConfigEventHandler::Invoke(const KelConfigEvent& event) {
     ReportDepth(signature, running.Depth(), event);
     answer = onInvoke(event);
   }
-  ReportCost(signature, timer.Lap(), event);
+  ReportCost(signature, timer.Lap(), event.name, event.group);
   return answer;
 }
 
@@ -118,7 +140,7 @@ ConfigValue ConfigEventHandler::Invoke(const KelConfigEvent& event, DeliveryTime
   const BusyMark::Run running(busy, self);
   ReportDepth(signature, running.Depth(), event);
   ConfigValue answer = onInvoke(event);
-  ReportCost(signature, timer.Lap(), event);
+  ReportCost(signature, timer.Lap(), event.name, event.group);
   return answer;
 }
 

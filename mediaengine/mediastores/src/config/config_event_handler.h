@@ -32,9 +32,11 @@ class WalkEvent {
   WalkEvent& operator=(const WalkEvent&) = delete;
   ~WalkEvent();
 
+  // The event; not after the walk's last delivery was posted.
   const KelConfigEvent& Get() const { return *m_event; }
   // A posted delivery of the event to `handler`: one allocation, the event copied once a walk.
-  CSwitchThreadEvent* Post(std::shared_ptr<const ConfigEventHandler> handler);
+  // When `last`, no delivery of the walk follows: the event is handed over, not read again.
+  CSwitchThreadEvent* Post(std::shared_ptr<const ConfigEventHandler> handler, bool last);
 
  private:
   const KelConfigEvent* m_event;
@@ -62,10 +64,11 @@ class ConfigEventHandler {
   // 100 ms.
   bool Notify(const KelConfigEvent& event);
   // The same, as one step of a walk of thread `self` that marked this handler busy (the mark is
-  // left here) and times its deliveries with `timer`; `self` is this handler's own reference,
-  // which a posted delivery keeps instead of a copy of the callback. The caller checked that
-  // there is a change callback.
-  void Notify(WalkEvent& event, DeliveryTimer& timer, uint64_t self, const Ptr& handler);
+  // left here) and times its deliveries with `timer`; `handler` is this handler's own reference,
+  // which a posted delivery keeps instead of a copy of the callback; `last` says that no delivery
+  // of the walk follows. The caller checked that there is a change callback.
+  void Notify(WalkEvent& event, DeliveryTimer& timer, uint64_t self, const Ptr& handler,
+              bool last);
   // Asks the provider for a value on the calling thread; an empty value when there is none.
   ConfigValue Invoke(const KelConfigEvent& event);
   // The same, as one step of a walk that marked this handler busy (the mark is left here). The
@@ -85,10 +88,11 @@ class ConfigEventHandler {
 
  private:
   // Hands the event to the change callback as Notify says; `handler` is null outside a walk.
-  void Hand(const char* signature, WalkEvent& event, const Ptr* handler);
+  void Hand(const char* signature, WalkEvent& event, const Ptr* handler, bool last);
   // The warnings of one call: the nesting depth it started at, and its cost.
   void ReportDepth(const char* signature, uint32_t depth, const KelConfigEvent& event) const;
-  void ReportCost(const char* signature, long long cost, const KelConfigEvent& event) const;
+  void ReportCost(const char* signature, long long cost, const std::string& key,
+                  KelConfigGroup keyGroup) const;
 };
 
 // Carries one notification to another thread. It owns a copy of the event, or reads the copy
@@ -96,9 +100,13 @@ class ConfigEventHandler {
 // sent, reads the sender's event; it shares the handler whose change callback it calls (or owns a
 // copy), so the handler may be released before the event fires. The thread's queue disposes of
 // it after firing.
-class CSwitchThreadEvent : public IOxEvent {
+class CSwitchThreadEvent final : public IOxEvent {
  public:
   using HandlerRef = std::shared_ptr<const ConfigEventHandler>;
+
+  // Made on the setting thread and freed on the subscriber's: recycled (block_recycler.h).
+  static void* operator new(size_t size);
+  static void operator delete(void* block) noexcept;
 
   // Owns copies of `event` and of the callback.
   CSwitchThreadEvent(const KelConfigEvent& event, fnConfigChangedCallBack onChanged)

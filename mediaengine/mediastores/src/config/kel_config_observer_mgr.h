@@ -85,7 +85,8 @@ class KelConfigObserverMgr {
   }
 
   // Walks the key's handlers: under the lock takes the list and calls `mark(handler)` for each,
-  // in list order; then, without the lock, calls `deliver(handler)` for each, in the same order.
+  // in list order; then, without the lock, calls `deliver(handler, last)` for each, in the same
+  // order, `last` telling whether it is the list's last handler.
   // A handler removed during the walk may still get the event under way; one added does not.
   template <class Mark, class Deliver>
   int32_t FireEvent(const char* name, Mark&& mark, Deliver&& deliver) MS_EXCLUDES(m_mutex) {
@@ -99,17 +100,18 @@ class KelConfigObserverMgr {
       for (const HandlerPtr& handler : *snapshot)
         mark(handler);
     }
+    const HandlerPtr* const last = &snapshot->back();
     for (const HandlerPtr& handler : *snapshot)
-      deliver(handler);
+      deliver(handler, &handler == last);
     return KEL_S_OK;
   }
 
   // The change walk's delivery step: notify a subscriber (providers are passed over) and count
-  // it; the delivery leaves the busy mark this walk entered.
-  static void DeliverChange(const HandlerPtr& handler, WalkEvent& event, DeliveryTimer& timer,
-                            uint32_t& nObservers, uint64_t threadId) {
+  // it; the delivery leaves the busy mark this walk entered. `last`: no handler follows it.
+  static void DeliverChange(const HandlerPtr& handler, bool last, WalkEvent& event,
+                            DeliveryTimer& timer, uint32_t& nObservers, uint64_t threadId) {
     if (!handler->onChanged) return;
-    handler->Notify(event, timer, threadId, handler);
+    handler->Notify(event, timer, threadId, handler, last);
     ++nObservers;
   }
 

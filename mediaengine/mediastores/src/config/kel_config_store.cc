@@ -287,11 +287,11 @@ int32_t KelConfig::fireEvents(ObserverMgr& mgr, const char* name, ConfigValue& o
       [&](const ConfigEventHandler::Ptr& handler) {
         if (handler->onChanged) markBusy(handler, self, signature, "fireEvents");
       },
-      [&](const ConfigEventHandler::Ptr& handler) {
+      [&](const ConfigEventHandler::Ptr& handler, bool last) {
         if (!walk) {
           walk.emplace(name, group, std::move(oldValue), std::move(newValue), ConfigValue());
         }
-        ObserverMgr::DeliverChange(handler, walk->shared, walk->timer, nObservers, self);
+        ObserverMgr::DeliverChange(handler, last, walk->shared, walk->timer, nObservers, self);
       });
   if (nObservers == 0) return KEL_E_NOOBSERVER;
   KEL_TRACE_INFO(", " << KelConfigGroup2GroupName(group) << ", " << name
@@ -316,7 +316,7 @@ int32_t KelConfig::invokeEvent(ObserverMgr& mgr, const char* name, ConfigValue& 
       [&](const ConfigEventHandler::Ptr& handler) {
         if (handler->onInvoke) markBusy(handler, self, signature, "invokeEvent");
       },
-      [&](const ConfigEventHandler::Ptr& handler) {
+      [&](const ConfigEventHandler::Ptr& handler, bool /*last*/) {
         if (!walk)
           walk.emplace(name, group, ConfigValue(), ConfigValue(), ConfigValue(defaultValue));
         ObserverMgr::DeliverInvoke(handler, walk->event, walk->timer, nCallees, value, self);
