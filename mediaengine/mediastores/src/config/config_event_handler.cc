@@ -24,8 +24,10 @@ WalkEvent::~WalkEvent() {
 CSwitchThreadEvent* WalkEvent::Post(std::shared_ptr<const ConfigEventHandler> handler,
                                      bool last) {
   if (m_carrier != nullptr) return new CSwitchThreadEvent(*m_carrier, std::move(handler));
-  auto* const carrier = new CSwitchThreadEvent(
-      m_movable != nullptr ? std::move(*m_movable) : KelConfigEvent(*m_event), std::move(handler));
+  // Moved or copied straight into its place: no event in between.
+  auto* const carrier = m_movable != nullptr
+                            ? new CSwitchThreadEvent(std::move(*m_movable), std::move(handler))
+                            : new CSwitchThreadEvent(*m_event, std::move(handler));
   m_movable = nullptr;
   if (last) {
     // Nothing of this walk reads the event again: the subscriber's thread alone owns the copy.

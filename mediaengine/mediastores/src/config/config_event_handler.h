@@ -112,9 +112,11 @@ class CSwitchThreadEvent final : public IOxEvent {
   CSwitchThreadEvent(const KelConfigEvent& event, fnConfigChangedCallBack onChanged)
       : CSwitchThreadEvent(KelConfigEvent(event),
                            std::make_shared<const ConfigEventHandler>(std::move(onChanged))) {}
-  // Owns `event`; other deliveries may read it (see AddReader).
+  // Owns `event`, or a copy of it; other deliveries may read it (see AddReader).
   CSwitchThreadEvent(KelConfigEvent&& event, HandlerRef handler)
       : IOxEvent(0), m_copy(std::move(event)), m_handler(std::move(handler)), m_carrier(this) {}
+  CSwitchThreadEvent(const KelConfigEvent& event, HandlerRef handler)
+      : IOxEvent(0), m_copy(event), m_handler(std::move(handler)), m_carrier(this) {}
   // Reads the event owned by `carrier`, counted as one of its readers.
   CSwitchThreadEvent(CSwitchThreadEvent& carrier, HandlerRef handler)
       : IOxEvent(0),
