@@ -15,6 +15,8 @@
 // scheduler: on a machine shared with other work, pinning them to cores made the figures slower
 // and noisier, not steadier. bench/run prints the figures next to their floors.
 #include <benchmark/benchmark.h>
+#include <pthread.h>
+#include <sched.h>
 
 #include <atomic>
 #include <chrono>
@@ -43,6 +45,10 @@ constexpr int kBatch = 256;  // posted deliveries per iteration
 // Slices of the figures that hand work to another thread: long enough that the other thread's
 // wake-up at the start of a slice is a small part of it.
 constexpr std::chrono::microseconds kHandOffSlice(2000);
+// Rounds of the hand-off figures: the machine's slow spells last a good part of a second and
+// may slow the two threads of a hand-off unequally; a round this long holds enough slices that
+// its median slice is the round's usual one.
+constexpr double kHandOffRoundSeconds = 0.2;
 
 // A registered store, dropped with the registry at the end of the benchmark.
 struct Store {
@@ -288,7 +294,7 @@ void BM_PostedDeliveries(benchmark::State& state) {
                               }));
   subscriber.Check(state);
 }
-BENCHMARK(BM_PostedDeliveries);
+BENCHMARK(BM_PostedDeliveries)->MinTime(kHandOffRoundSeconds);
 
 // One set that posts to one worker subscriber per operation, the worker draining meanwhile: what
 // the setting thread pays for a posted delivery, in the store's path as a whole; next to one
@@ -305,7 +311,7 @@ void BM_SetPostedPerItem(benchmark::State& state) {
           "queue", [&] { posting.Push(); }, [&] { posting.worker.Flush(); }));
   subscriber.Check(state);
 }
-BENCHMARK(BM_SetPostedPerItem);
+BENCHMARK(BM_SetPostedPerItem)->MinTime(kHandOffRoundSeconds);
 
 // --- Sent deliveries --------------------------------------------------------------------------
 
@@ -321,6 +327,9 @@ class HandOff {
     }
     requestCv_.notify_one();
     other_.join();
+  }
+  void PinTo(const cpu_set_t& cpus) {
+    pthread_setaffinity_np(other_.native_handle(), sizeof(cpus), &cpus);
   }
   void Call(const KelConfigEvent& event) {
     std::unique_lock<std::mutex> lock(mutex_);
@@ -355,8 +364,30 @@ class HandOff {
   std::thread other_;
 };
 
+// Keeps the calling thread on the processor it runs on until the end of the scope.
+class StayOnThisCpu {
+ public:
+  StayOnThisCpu() {
+    pthread_getaffinity_np(pthread_self(), sizeof(before_), &before_);
+    CPU_ZERO(&here_);
+    CPU_SET(sched_getcpu(), &here_);
+    pthread_setaffinity_np(pthread_self(), sizeof(here_), &here_);
+  }
+  ~StayOnThisCpu() { pthread_setaffinity_np(pthread_self(), sizeof(before_), &before_); }
+  const cpu_set_t& Here() const { return here_; }
+
+ private:
+  cpu_set_t before_;
+  cpu_set_t here_;
+};
+
 // A set whose one subscriber runs on a worker and is sent the event and waited for, next to the
-// ping-pong floor.
+// ping-pong floor. The floor's two threads share one processor: left to the scheduler on two,
+// each hand-off waits for a processor that went idle to be woken, which on a virtual machine
+// takes from 10 us to 90 us a round trip depending on how busy the processors were just before
+// (a spell of spinning between the floor's slices made it 92 us); on one processor a round trip
+// is two switches between threads, steady, and the floor at its fastest. The store's worker is
+// left to the scheduler and so runs on the other processor.
 void BM_SentRoundTrip(benchmark::State& state) {
   Store store;
   Counter counter;
@@ -368,6 +399,8 @@ void BM_SentRoundTrip(benchmark::State& state) {
   Counter floorCounter;
   HandOff handOff([&floorCounter](const KelConfigEvent& e) { floorCounter(e); });
   const KelConfigEvent event = SampleEvent();
+  const StayOnThisCpu pinned;
+  handOff.PinTo(pinned.Here());
   bench::SideBySideInSlicesOf(kHandOffSlice, state,
                               bench::Side("store",
                                           [&] {
@@ -377,7 +410,7 @@ void BM_SentRoundTrip(benchmark::State& state) {
                               bench::Side("handoff", [&] { handOff.Call(event); }));
   if (counter.n.load() != sets) state.SkipWithError("lost deliveries");
 }
-BENCHMARK(BM_SentRoundTrip);
+BENCHMARK(BM_SentRoundTrip)->MinTime(kHandOffRoundSeconds);
 
 }  // namespace
 

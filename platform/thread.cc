@@ -94,11 +94,12 @@ class COxEventThread::Impl : public IOxEventQueue {
       }
     }
     // A worker that is awake runs the event within microseconds: look for its end a little
-    // while before sleeping, so that the worker need not wake this thread, nor the system bring
-    // back a processor that went idle meanwhile.
+    // while before sleeping (giving way to other threads, the worker among them when it shares
+    // this processor), so that the worker need not wake this thread, nor the system bring back
+    // a processor that went idle meanwhile.
     const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(kAwaitMicros);
     while (!done.load(std::memory_order_acquire) && std::chrono::steady_clock::now() < end)
-      CpuRelax();
+      std::this_thread::yield();
     if (!done.load(std::memory_order_acquire)) {
       COxUniqueGuard lock(m_mutex);
       while (!done.load(std::memory_order_acquire))
