@@ -202,7 +202,10 @@ void BM_Registry_CreateRelease_SameCall(benchmark::State& state) {
                       kelStore::ReleaseKelConfig(store);
                     }));
 }
-BENCHMARK(BM_Registry_CreateRelease_SameCall)->Arg(1000)->Arg(100000)->MinTime(kRegistryRoundSeconds);
+BENCHMARK(BM_Registry_CreateRelease_SameCall)
+    ->Arg(1000)
+    ->Arg(100000)
+    ->MinTime(kRegistryRoundSeconds);
 
 // The same, each time for another of the registered calls: adds what the memory of many calls
 // costs (their entries are no longer all in the caches).
@@ -216,7 +219,10 @@ void BM_Registry_CreateRelease_SpreadCalls(benchmark::State& state) {
                       kelStore::ReleaseKelConfig(store);
                     }));
 }
-BENCHMARK(BM_Registry_CreateRelease_SpreadCalls)->Arg(1000)->Arg(100000)->MinTime(kRegistryRoundSeconds);
+BENCHMARK(BM_Registry_CreateRelease_SpreadCalls)
+    ->Arg(1000)
+    ->Arg(100000)
+    ->MinTime(kRegistryRoundSeconds);
 
 // A whole call: its store made, released by the creator, cleaned up (destroyed), next to n
 // registered calls.

@@ -252,7 +252,7 @@ class COxEventThread::Impl : public IOxEventQueue {
   // The worker runs a batch of this priority.
   bool m_batchRunning MS_GUARDED_BY(m_mutex) = false;
   uint32_t m_batchPriority MS_GUARDED_BY(m_mutex) = 0;
-  std::atomic<size_t> m_queued{0};  // m_pending as last written, for the worker's look-out
+  std::atomic<size_t> m_queued{0};       // m_pending as last written, for the worker's look-out
   std::atomic<int> m_sendersWaiting{0};  // threads in SendEvent: the look-out does not hold them
   // Written once by the worker, under m_mutex, before the constructor returns; read-only after,
   // so it is read without the lock.

@@ -21,8 +21,7 @@ WalkEvent::~WalkEvent() {
   if (m_carrier != nullptr) m_carrier->Release();
 }
 
-CSwitchThreadEvent* WalkEvent::Post(std::shared_ptr<const ConfigEventHandler> handler,
-                                     bool last) {
+CSwitchThreadEvent* WalkEvent::Post(std::shared_ptr<const ConfigEventHandler> handler, bool last) {
   if (m_carrier != nullptr) return new CSwitchThreadEvent(*m_carrier, std::move(handler));
   // Moved or copied straight into its place: no event in between.
   auto* const carrier = m_movable != nullptr
@@ -87,10 +86,9 @@ void ConfigEventHandler::Hand(const char* signature, WalkEvent& event, const Ptr
                                    << ", EventQueue == NULL" << TraceThis{this});
   } else if (bAsync) {
     // The walk's one copy of the event, and this handler instead of a copy of its callback.
-    queue->PostEvent(
-        handler != nullptr ? event.Post(*handler, last)
-                           : new CSwitchThreadEvent(event.Get(), onChanged),
-        kPostPriority);
+    queue->PostEvent(handler != nullptr ? event.Post(*handler, last)
+                                        : new CSwitchThreadEvent(event.Get(), onChanged),
+                     kPostPriority);
   } else if (m_pRunThread->GetThreadId() == GetThreadSelfId()) {
     onChanged(event.Get());
   } else {

@@ -67,8 +67,7 @@ class ConfigEventHandler {
   // left here) and times its deliveries with `timer`; `handler` is this handler's own reference,
   // which a posted delivery keeps instead of a copy of the callback; `last` says that no delivery
   // of the walk follows. The caller checked that there is a change callback.
-  void Notify(WalkEvent& event, DeliveryTimer& timer, uint64_t self, const Ptr& handler,
-              bool last);
+  void Notify(WalkEvent& event, DeliveryTimer& timer, uint64_t self, const Ptr& handler, bool last);
   // Asks the provider for a value on the calling thread; an empty value when there is none.
   ConfigValue Invoke(const KelConfigEvent& event);
   // The same, as one step of a walk that marked this handler busy (the mark is left here). The
