@@ -330,7 +330,7 @@ def build(r):
     t.row("  context: one atomic read-modify-write", r.cpu("BM_AtomicReadModifyWrite"))
     t.row("Dynamic read through a provider", r.counter("BM_DynamicRead", "ns:provider"),
           r.counter("BM_DynamicRead", "ns:floor"))
-    t.row("Sent delivery round trip (2 threads; floor's pinned to one CPU)",
+    t.row("Sent delivery round trip (2 threads; floor on one CPU)",
           r.counter("BM_SentRoundTrip", "ns:store"),
           r.counter("BM_SentRoundTrip", "ns:handoff"), 1.5)
 
