@@ -94,13 +94,10 @@ class COxEventThread::Impl : public IOxEventQueue {
       }
     }
     // A worker that is awake runs the event within microseconds: look for its end a little
-    // while before sleeping (giving way to other threads, the worker among them when it shares
-    // this processor), so that the worker need not wake this thread, nor the system bring back
-    // a processor that went idle meanwhile.
-    const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(kAwaitMicros);
-    while (!done.load(std::memory_order_acquire) && std::chrono::steady_clock::now() < end)
-      std::this_thread::yield();
-    if (!done.load(std::memory_order_acquire)) {
+    // while before sleeping (the worker among the threads given way to when it shares this
+    // processor), so that the worker need not wake this thread, nor the system bring back a
+    // processor that went idle meanwhile.
+    if (!LookBriefly([&done] { return done.load(std::memory_order_acquire); })) {
       COxUniqueGuard lock(m_mutex);
       while (!done.load(std::memory_order_acquire))
         lock.Wait(m_doneCv);
@@ -213,25 +210,35 @@ class COxEventThread::Impl : public IOxEventQueue {
     m_queued.store(m_pending, std::memory_order_relaxed);
   }
 
+  // Asks `found` until it answers true or kAwaitMicros have passed, giving way to other threads
+  // in between; returns its last answer.
+  template <class Found>
+  static bool LookBriefly(Found&& found) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(kAwaitMicros);
+    while (!found()) {
+      if (std::chrono::steady_clock::now() >= end) return false;
+      std::this_thread::yield();
+    }
+    return true;
+  }
+
   // Looks for a queued event for up to kAwaitMicros, without the lock. Once there is one, and no
   // sender is waiting, gives the producer up to kGatherMicros to queue more of its burst (up to
   // kGatherEvents): taken one by one, each event would pull the queue's lock and storage over to
   // the worker's cache and back, and in a burst that more than doubles what a post costs the
   // producer.
   void AwaitBriefly() const {
-    const auto now = [] { return std::chrono::steady_clock::now(); };
-    const auto end = now() + std::chrono::microseconds(kAwaitMicros);
-    while (m_queued.load(std::memory_order_relaxed) == 0 && now() < end)
-      std::this_thread::yield();
-    if (m_queued.load(std::memory_order_relaxed) == 0) return;
-    const auto gathered = now() + std::chrono::microseconds(kGatherMicros);
+    if (!LookBriefly([this] { return m_queued.load(std::memory_order_relaxed) != 0; })) return;
+    const auto gathered =
+        std::chrono::steady_clock::now() + std::chrono::microseconds(kGatherMicros);
     while (m_queued.load(std::memory_order_relaxed) < kGatherEvents &&
-           m_sendersWaiting.load(std::memory_order_relaxed) == 0 && now() < gathered) {
+           m_sendersWaiting.load(std::memory_order_relaxed) == 0 &&
+           std::chrono::steady_clock::now() < gathered) {
       CpuRelax();
     }
   }
 
-  // How long an idle worker looks for more work before it sleeps ...
+  // How long an idle worker, or a sender, looks for what it waits for before it sleeps ...
   static constexpr int kAwaitMicros = 20;
   // ... and how long, and for how many events, it lets a burst grow once it found one.
   static constexpr int kGatherMicros = 5;

@@ -109,7 +109,7 @@ class CSwitchThreadEvent final : public IOxEvent {
 
   // Owns copies of `event` and of the callback.
   CSwitchThreadEvent(const KelConfigEvent& event, fnConfigChangedCallBack onChanged)
-      : CSwitchThreadEvent(KelConfigEvent(event),
+      : CSwitchThreadEvent(event,
                            std::make_shared<const ConfigEventHandler>(std::move(onChanged))) {}
   // Owns `event`, or a copy of it; other deliveries may read it (see AddReader).
   CSwitchThreadEvent(KelConfigEvent&& event, HandlerRef handler)
