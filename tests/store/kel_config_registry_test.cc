@@ -32,6 +32,7 @@ TEST_F(RegistryTest, CountingSequences) {
            "C1+2 R1+1 R1+-",                 // releases alone erase at the second
            "C0+2 Cx+2 Rx+1 U0+1 R0+- Ux+-",  // calls are counted apart
            "C1+2 C1+3 C2+2 D1+- D2+- R1!-",  // destroy drops every store whatever its count
+           "C1+2 D1+- R1!-",                 // the store taken last goes with the rest
        }) {
     std::map<uint32_t, IKelConfig*> stores;
     for (const char* step = script; *step != '\0'; step += step[4] == ' ' ? 5 : 4) {
